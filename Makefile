@@ -1,0 +1,39 @@
+# A thin front door over CMake. Build trees: build/ (normal), build-asan/,
+# build-tsan/.
+JOBS ?= $(shell nproc)
+CMAKE ?= cmake
+PREFIX ?= /usr/local
+
+.PHONY: all build test demo asan tsan bench install clean
+
+all: build
+
+build:
+	@$(CMAKE) -S . -B build -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
+	@$(CMAKE) --build build -j $(JOBS)
+
+test: build
+	cd build && ctest --output-on-failure -j $(JOBS)
+
+demo: build
+	@./scripts/demo.sh build/itunes-import testdata/sample-library.xml demo-out
+
+asan:
+	@$(CMAKE) -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DITUNES_IMPORT_SANITIZE=address,undefined >/dev/null
+	@$(CMAKE) --build build-asan -j $(JOBS)
+	cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+
+tsan:
+	@$(CMAKE) -S . -B build-tsan -DCMAKE_BUILD_TYPE=Debug -DITUNES_IMPORT_SANITIZE=thread >/dev/null
+	@$(CMAKE) --build build-tsan -j $(JOBS)
+	cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
+
+bench:
+	@$(CMAKE) -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DITUNES_IMPORT_BENCH=ON >/dev/null
+	@$(CMAKE) --build build-bench -j $(JOBS)
+
+install: build
+	$(CMAKE) --install build --prefix $(PREFIX)
+
+clean:
+	rm -rf build build-asan build-tsan build-bench demo-out

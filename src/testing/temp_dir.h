@@ -1,0 +1,39 @@
+// Test helpers: a scratch directory that removes itself, whole-file reads and
+// writes, and running the built program. Tests only; product code never
+// includes this.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::string& path() const { return path_; }
+  // path() + "/" + name
+  std::string operator/(const std::string& name) const;
+
+ private:
+  std::string path_;
+};
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& contents);
+bool FileExists(const std::string& path);
+// Names of the entries of a directory, sorted, without "." and "..".
+std::vector<std::string> ListDir(const std::string& path);
+
+struct RunResult {
+  int exit_status = -1;  // 0..255, or -1 when the child did not exit normally
+  std::string output;    // standard output and standard error, merged
+};
+// Runs argv[0] with the arguments in `cwd` (when not empty), no shell.
+RunResult Run(const std::vector<std::string>& argv, const std::string& cwd = "");
+
+}  // namespace testing_support
