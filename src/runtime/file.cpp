@@ -36,7 +36,7 @@ upnp_file* make_handle(int fd, const char* path) {
   char* copy = file != nullptr ? upnp_strdup(path) : nullptr;
   if (copy == nullptr) {
     const int saved = errno;
-    upnp_free(file);
+    TrackedFree()(file);
     close(fd);
     errno = saved;
     return nullptr;

@@ -28,7 +28,7 @@ bool make_missing(const char* path, uint32_t mode, int32_t set_mode) {
 bool replace_text(char** slot, const char* text) {
   char* copy = upnp_strdup(text);
   if (copy == nullptr) return false;
-  upnp_free(*slot);
+  TrackedFree()(*slot);
   *slot = copy;
   return true;
 }
@@ -131,7 +131,7 @@ upnp_file_find* upnp_file_find_first_file(const char* directory) {
   auto* find = static_cast<upnp_file_find*>(upnp_calloc(1, sizeof(upnp_file_find)));
   char* base = find != nullptr ? upnp_strdup(directory) : nullptr;
   if (base == nullptr) {
-    upnp_free(find);
+    TrackedFree()(find);
     closedir(dir);
     return nullptr;
   }
@@ -171,9 +171,9 @@ upnp_file_find* upnp_file_find_next_file(upnp_file_find* find) {
 void upnp_file_find_close(upnp_file_find* find) {
   if (find == nullptr) return;
   if (find->dir != nullptr) closedir(find->dir);
-  upnp_free(find->base);
-  upnp_free(find->path);
-  upnp_free(find->name);
+  TrackedFree()(find->base);
+  TrackedFree()(find->path);
+  TrackedFree()(find->name);
   upnp_free(find);
 }
 

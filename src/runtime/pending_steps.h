@@ -6,6 +6,8 @@
 
 #include <stdint.h>
 
+#include "runtime/file.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -18,10 +20,6 @@ void upnp_thread_table_wake_and_free(void);
 void upnp_thread_pool_release(void);
 void upnp_thread_table_release(void);
 int32_t upnp_close_thread_sockets(void);
-
-int32_t upnp_file_prepare(void);
-void upnp_file_init(void);
-void upnp_file_release(void);
 
 void upnp_encoding_init(void);
 
