@@ -83,8 +83,7 @@ int upnp_time_is_today(int64_t seconds) {
   return upnp::time_format::is_same_local_day(static_cast<int64_t>(time(nullptr)), seconds);
 }
 
-int upnp_sleep_ms(int64_t milliseconds) {
-  if (milliseconds <= 0) return 0;
+int32_t upnp_sleep_ms(uint32_t milliseconds) {
   struct timespec pause {};
   pause.tv_sec = static_cast<time_t>(milliseconds / 1000);
   pause.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;

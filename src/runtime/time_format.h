@@ -38,9 +38,8 @@ int upnp_time_format_iso_local(int64_t seconds, char* buffer, size_t size);
  * year), else 0. */
 int upnp_time_is_today(int64_t seconds);
 
-/* Sleeps `milliseconds` (nothing for 0 or less); an interrupted sleep is not
- * resumed. Returns 0. */
-int upnp_sleep_ms(int64_t milliseconds);
+/* Sleeps `milliseconds`; an interrupted sleep is not resumed. Returns 0. */
+int32_t upnp_sleep_ms(uint32_t milliseconds);
 
 #ifdef __cplusplus
 }  /* extern "C" */
