@@ -2,11 +2,13 @@
 
 #include <stdio.h>
 #include <string.h>
+#include <strings.h>
 
 #include <initializer_list>
 #include <iterator>
 
 #include "runtime/memory.h"
+#include "text/string_util.h"
 
 namespace importer {
 namespace {
@@ -14,11 +16,11 @@ namespace {
 // Extensions are compared without regard to case. "mpeg4" and "mpeg2" can
 // never match, since extensions longer than four characters count as none;
 // they stay listed because the server's own table lists them.
-constexpr std::string_view kVideoExtensions[] = {
+constexpr const char* kVideoExtensions[] = {
     "mov", "mp4",   "m4v", "avi",  "xvid",  "divx", "3gp", "asf", "wmv",
     "mkv", "mpeg4", "mpg", "mpeg", "mpeg2", "mts",  "m2ts", "ts",
 };
-constexpr std::string_view kPictureExtensions[] = {
+constexpr const char* kPictureExtensions[] = {
     "jpg", "jpe", "jpeg", "tiff", "tif", "gif", "png", "bmp",
 };
 static_assert(std::size(kVideoExtensions) == 17);
@@ -33,42 +35,12 @@ static_assert(kUnsafeFileNameChars.size() == 16);
 // parent cycles the library file should not hold but might.
 constexpr size_t kMaxFolderDepth = 256;
 
-constexpr unsigned char ascii_lower(unsigned char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c - 'A' + 'a') : c;
-}
-
-bool equals_nocase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (ascii_lower(static_cast<unsigned char>(a[i])) != ascii_lower(static_cast<unsigned char>(b[i])))
-      return false;
-  }
-  return true;
-}
-
 template <size_t N>
-bool listed(const std::string_view (&table)[N], std::string_view extension) {
-  for (std::string_view entry : table) {
-    if (equals_nocase(entry, extension)) return true;
+bool listed(const char* const (&table)[N], const char* extension) {
+  for (const char* entry : table) {
+    if (strcasecmp(entry, extension) == 0) return true;
   }
   return false;
-}
-
-// The text behind the last '.', except that a last part of fewer than three
-// characters (dot included) in a location longer than five gives way to the
-// text behind the first '.' among the last six characters. Empty when there
-// is no dot or the extension holds a '/' (the dot was in a folder name).
-std::string_view file_extension(std::string_view location) {
-  const size_t last = location.rfind('.');
-  if (last == std::string_view::npos) return {};
-  size_t dot = last;
-  if (location.size() - last < 3 && location.size() > 5) {
-    // Always found: the last dot itself lies among the last six characters.
-    dot = location.find('.', location.size() - 6);
-  }
-  const std::string_view extension = location.substr(dot + 1);
-  if (extension.find('/') != std::string_view::npos) return {};
-  return extension;
 }
 
 const FolderList* find_folder(const FolderList* folders, std::string_view persistent_id) {
@@ -108,9 +80,11 @@ void folder_list_free(FolderList*& head) {
   }
 }
 
-char media_kind_letter(std::string_view location) {
-  const std::string_view extension = file_extension(location);
-  if (extension.empty() || extension.size() > kLongestExtension) return 'M';
+char media_kind_letter(const char* location) {
+  // An extension that holds a '.' or '/' (the fallbacks of the extension
+  // rule) matches no entry, so it counts as none as it should.
+  const char* extension = upnp_get_file_extension(location);
+  if (extension == nullptr || extension[0] == '\0' || strlen(extension) > kLongestExtension) return 'M';
   if (listed(kVideoExtensions, extension)) return 'V';
   if (listed(kPictureExtensions, extension)) return 'P';
   return 'M';

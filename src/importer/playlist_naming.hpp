@@ -37,8 +37,9 @@ void folder_list_push(FolderList*& head, const char* persistent_id, const char* 
 void folder_list_free(FolderList*& head);
 
 // 'V' for a video extension, 'P' for a picture extension, else 'M' (also
-// for no extension or one longer than four characters).
-[[nodiscard]] char media_kind_letter(std::string_view location);
+// for no extension, a null location or an extension longer than four
+// characters).
+[[nodiscard]] char media_kind_letter(const char* location);
 
 // The playlist's full name "Folder/Subfolder/Playlist", built by following
 // parent identifiers from `persistent_id` through `folders`; empty when no

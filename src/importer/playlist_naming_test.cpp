@@ -21,13 +21,14 @@ TEST(PlaylistNaming, MediaKindLetter) {
       // Listed, but five characters long: kept unmatchable on purpose.
       {"/m/clip.mpeg4", 'M'},  {"/m/clip.mpeg2", 'M'},
       {"/m/noextension", 'M'}, {"", 'M'},               {"/m/a.b", 'M'},
+      {"/m/trailing.", 'M'},   {nullptr, 'M'},
       // The dot belongs to a folder name.
       {"/m.mov/file", 'M'},    {"/v.ts/", 'M'},
       // A last part shorter than three characters gives way to the first dot
       // among the last six characters: "ts.x" and "mov." are not listed.
       {"/m/ab.ts.x", 'M'},     {"/m/odd.mov.", 'M'},    {"/m/x.y.mp4.z", 'M'},
   };
-  for (const auto& c : cases) EXPECT_EQ(media_kind_letter(c.location), c.kind) << c.location;
+  for (const auto& c : cases) EXPECT_EQ(media_kind_letter(c.location), c.kind) << (c.location ? c.location : "null");
 }
 
 TEST(PlaylistNaming, FileBaseSanitisesAndAddsKind) {
