@@ -1,10 +1,12 @@
 #include "runtime/lifecycle.h"
 
+#include "importer/wpl.h"
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
 #include "runtime/pending_steps.h"
 #include "runtime/server_modules.h"
+#include "runtime/time_format.h"
 
 int32_t runtime_prepared = 0;
 int32_t runtime_started = 0;

@@ -46,19 +46,10 @@ void upnp_resource_release(void);
 void upnp_translate_module_init(void);
 void upnp_translate_module_stop(void);
 
-int32_t upnp_wpl_prepare(void);
-void upnp_wpl_init(void);
-void upnp_wpl_stop(void);
-void upnp_wpl_release(void);
-
 int32_t upnp_string_pool_prepare(void);
 void upnp_string_pool_init(void);
 void upnp_string_pool_stop(void);
 void upnp_string_pool_release(void);
-
-/* The millisecond clock and sleeping. */
-int64_t upnp_time_ms_since_start(void);
-int32_t upnp_sleep_ms(uint32_t milliseconds);
 
 #ifdef __cplusplus
 }  /* extern "C" */
