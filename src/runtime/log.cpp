@@ -5,14 +5,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <string_view>
 
 #include "runtime/file_system.h"
 #include "runtime/log_state.hpp"
 #include "runtime/memory.h"
-#include "runtime/time.h"
+#include "runtime/time_format.h"
 #include "text/string_search.h"
 
 namespace upnp::log {
@@ -319,11 +318,13 @@ void upnp_log_init(void) {
 }
 
 void upnp_log_release(void) {
+  // A clean-up still scanning allocates from tracked memory, whose lock goes
+  // right after this step: give it a moment to finish.
+  for (int i = 0; i < 100 && upnp_log_cleanups_running() > 0; ++i) upnp_sleep_ms(10);
   upnp_log_close();
   if (upnp_lock_exists(&state.lock)) {
     state.lock_created.store(0);
-    struct timespec pause = {0, 50 * 1000 * 1000};
-    nanosleep(&pause, nullptr);
+    upnp_sleep_ms(50);
     upnp_lock_destroy(&state.lock);
   }
 }

@@ -14,7 +14,8 @@
 #include "runtime/log.h"
 #include "runtime/log_state.hpp"
 #include "runtime/memory.h"
-#include "runtime/time.h"
+#include "runtime/time_format.h"
+#include "text/string_util.h"
 
 namespace upnp::log {
 namespace {
@@ -39,12 +40,6 @@ void add_to_skip_list(const char* name) {
   skip_list = upnp_string_append(skip_list, name);
 }
 
-bool ends_with_nocase(const char* text, const char* suffix) {
-  const size_t length = strlen(text);
-  const size_t suffix_length = strlen(suffix);
-  return length >= suffix_length && strcasecmp(text + length - suffix_length, suffix) == 0;
-}
-
 // One scan of the directory: deletes the oldest part when more than five
 // are there. Returns whether another scan is due.
 bool remove_oldest_part(const char* directory, const char* current_name) {
@@ -57,7 +52,7 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
     if (in_skip_list(find->name)) continue;
     upnp_file_info info;
     if (upnp_file_stat(find->path, &info) != 0 || S_ISDIR(info.mode)) continue;
-    if (!ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, current_name) == 0) continue;
+    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, current_name) == 0) continue;
     ++count;
     if (count == 1 || info.modified < oldest_time) {
       oldest_time = info.modified;

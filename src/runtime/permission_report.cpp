@@ -5,22 +5,16 @@
 #include <spawn.h>
 #include <stdio.h>
 #include <string.h>
-#include <strings.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "runtime/log.h"
+#include "text/string_util.h"
 #include "text/upnp_string.h"
 
 extern char** environ;
 
 namespace {
-
-bool ends_with_nocase(const char* text, const char* suffix) {
-  const size_t length = strlen(text);
-  const size_t suffix_length = strlen(suffix);
-  return length >= suffix_length && strcasecmp(text + length - suffix_length, suffix) == 0;
-}
 
 bool is_log_file(const char* path) {
   const char* log_name = upnp_log_get_file_name();
@@ -67,7 +61,7 @@ extern "C" {
 int32_t upnp_file_diagnose(const char* path) {
   const int error = errno;
   if (error != EACCES && error != EPERM) return -1;
-  if (path == nullptr || path[0] == '\0' || ends_with_nocase(path, ".lq8") || is_log_file(path)) return -1;
+  if (path == nullptr || path[0] == '\0' || upnp_string_ends_with_nocase(path, ".lq8") || is_log_file(path)) return -1;
   char head[4096];
   snprintf(head, sizeof head, "\n--diagnostic-info-start--\nfilename: %s\nerrno = %d\n\n", path, error);
   upnp_string* report = upnp_string_append(nullptr, head);
