@@ -6,8 +6,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <string_view>
-
 #include "runtime/file_system.h"
 #include "runtime/log_state.hpp"
 #include "runtime/memory.h"
@@ -194,16 +192,16 @@ void upnp_log(int32_t level, int32_t category, const char* function_name, int32_
     return;
   }
   const int error = errno;
-  if (format == nullptr) format = "strMessage = NULL!";
+  const char* used_format = format != nullptr ? format : "strMessage = NULL!";
   va_list args;
   va_start(args, format);
   va_list again;
   va_copy(again, args);
-  upnp_string* line = compose(level, function_name, upnp_string_vsprintf(format, args));
+  upnp_string* line = compose(level, function_name, upnp_string_vsprintf(used_format, args));
   va_end(args);
   if (upnp_string_is_empty(line)) {
     upnp_string_free(line);
-    write_fallback(level, category, with_errno, error, format, again);
+    write_fallback(level, category, with_errno, error, used_format, again);
     va_end(again);
     return;
   }
@@ -230,8 +228,8 @@ void upnp_log(int32_t level, int32_t category, const char* function_name, int32_
 
 int32_t upnp_log_open(const char* path) {
   if (!upnp_lock_exists(&state.lock)) {
+    // The log may be opened before start-up.
     if (upnp_lock_create(&state.lock) != 0) return 0;
-    state.lock_created.store(1);
   }
   LockGuard guard(&state.lock);
   state.file_name[0] = '\0';
@@ -266,7 +264,6 @@ void upnp_log_close(void) {
   state.file_name[0] = '\0';
   upnp::log::forget_skip_list();
   upnp_unlock(&state.lock);
-  state.lock_created.store(0);
   upnp_lock_destroy(&state.lock);
 }
 
@@ -298,9 +295,7 @@ void upnp_log_set_threads_permitted(int32_t flag) { state.threads_permitted.stor
 
 int32_t upnp_log_prepare(void) {
   if (upnp_lock_exists(&state.lock)) return 0;
-  if (upnp_lock_create(&state.lock) != 0) return 14;
-  state.lock_created.store(1);
-  return 0;
+  return upnp_lock_create(&state.lock) == 0 ? 0 : 14;
 }
 
 void upnp_log_init(void) {
@@ -323,7 +318,6 @@ void upnp_log_release(void) {
   for (int i = 0; i < 100 && upnp_log_cleanups_running() > 0; ++i) upnp_sleep_ms(10);
   upnp_log_close();
   if (upnp_lock_exists(&state.lock)) {
-    state.lock_created.store(0);
     upnp_sleep_ms(50);
     upnp_lock_destroy(&state.lock);
   }

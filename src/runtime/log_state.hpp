@@ -19,6 +19,7 @@ constexpr uint32_t kFileNameSize = 1024;
 
 struct State {
   // Guarded by lock: the file, its name and its byte count, the pending flag.
+  // The lock's existence is the "log lock created" mark.
   upnp_plain_lock* lock = nullptr;
   char file_name[kFileNameSize] = {};
   upnp_file* file = nullptr;
@@ -30,7 +31,6 @@ struct State {
   std::atomic<uint32_t> mask{0};
   std::atomic<int32_t> level{4};
   std::atomic<int32_t> enabled{0};
-  std::atomic<int32_t> lock_created{0};
   std::atomic<int32_t> rotation_disabled{0};
   std::atomic<int32_t> flush_each_line{0};
   std::atomic<int32_t> settings_read{0};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "runtime/memory.h"
+#include "runtime/memory_fail.h"
 #include "testing/log_capture.h"
 #include "testing/temp_dir.h"
 
@@ -143,6 +144,18 @@ TEST(LogLine, AuthenticationHeadersAreMasked) {
             (Lines{"[Startup] - LOG_HTTP: [HTTP Authentication details not logged]", "",
                    "[Startup] - LOG_HTTP: [HTTP Authentication details not logged]", "",
                    "[Startup] - LOG_HTTP: http : plain"}));
+}
+
+TEST(LogLine, OutOfMemoryFallsBackToTheBareMessage) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  const int64_t before = upnp_mem_used();
+  const int64_t runs = ForEachAllocationFailure([] { upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "msg %d", 1); });
+  EXPECT_EQ(upnp_mem_used(), before);
+  const Lines bodies = Bodies(dir / "log.txt");
+  ASSERT_EQ(bodies.size(), static_cast<size_t>(runs + 1));
+  EXPECT_EQ(bodies.front(), "[Startup] - LOG_SYSTEM: msg 1");
+  EXPECT_EQ(bodies.back(), "[Startup] - LOG_SYSTEM: f : msg 1");
 }
 
 void FormatThroughPointer(void (*log)(int32_t, int32_t, const char*, int32_t, const char*, ...)) {
