@@ -62,7 +62,9 @@ db_object* CloneInto(const db_object* record, int64_t* bytes) {
 db_object_list* db_object_list_new(int32_t count) {
   if (count < 0) return nullptr;
   // One slot for the count, the children, one spare null slot.
-  return static_cast<db_object_list*>(upnp_calloc(static_cast<uint32_t>(count) + 2, sizeof(db_object*)));
+  auto* list = static_cast<db_object_list*>(upnp_calloc(static_cast<uint32_t>(count) + 2, sizeof(db_object*)));
+  if (list != nullptr) list->count = count;
+  return list;
 }
 
 db_object** db_object_list_children(db_object_list* list) {

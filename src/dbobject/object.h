@@ -28,7 +28,7 @@ typedef struct db_object_list {
   int32_t count;
 } db_object_list;
 
-/* A zeroed list with room for `count` children; null when out of memory or
+/* A list of `count` empty child slots; null when out of memory or
  * for a negative count. */
 db_object_list* db_object_list_new(int32_t count);
 /* The child slots of a list (count of them), or null for a null list. */
