@@ -105,8 +105,8 @@ db_object* upnp_database_object_create_from_data(const char* data, uint32_t size
       LogCorrupted(header.length);
       return record;
     }
-    if (header.id == DB_PROP_BOOKMARK) {
-      // A bookmark is never loaded from stored text.
+    if (header.id == DB_PROP_BOOKMARK || header.id >= DB_PROPERTY_ID_LIMIT) {
+      // A bookmark is never loaded from stored text; "FF" names no property.
       p += kHeaderSize + header.length + 1;
       continue;
     }
