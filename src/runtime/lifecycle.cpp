@@ -5,6 +5,7 @@
 #include "runtime/memory.h"
 #include "runtime/pending_steps.h"
 #include "runtime/server_modules.h"
+#include "runtime/time_format.h"
 
 int32_t runtime_prepared = 0;
 int32_t runtime_started = 0;

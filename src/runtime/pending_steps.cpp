@@ -1,7 +1,5 @@
 #include "runtime/pending_steps.h"
 
-#include <time.h>
-
 extern "C" {
 
 int32_t upnp_thread_table_prepare(void) { return 0; }
@@ -40,12 +38,5 @@ int32_t upnp_string_pool_prepare(void) { return 0; }
 void upnp_string_pool_init(void) {}
 void upnp_string_pool_stop(void) {}
 void upnp_string_pool_release(void) {}
-
-int64_t upnp_time_ms_since_start(void) { return 0; }
-int32_t upnp_sleep_ms(uint32_t milliseconds) {
-  struct timespec pause = {static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000L};
-  nanosleep(&pause, nullptr);
-  return 0;
-}
 
 }  // extern "C"

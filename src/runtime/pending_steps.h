@@ -58,10 +58,6 @@ void upnp_string_pool_init(void);
 void upnp_string_pool_stop(void);
 void upnp_string_pool_release(void);
 
-/* The millisecond clock and sleeping. */
-int64_t upnp_time_ms_since_start(void);
-int32_t upnp_sleep_ms(uint32_t milliseconds);
-
 #ifdef __cplusplus
 }  /* extern "C" */
 #endif
