@@ -10,6 +10,8 @@
 #include "dbobject/runtime_hooks.hpp"
 #include "dbobject/setters.h"
 #include "runtime/memory.h"
+#include "runtime/time_format.h"
+#include "text/string_util.h"
 
 namespace {
 
@@ -84,7 +86,7 @@ bool AudioOnlyDefault(int32_t id) {
 namespace dbobject {
 
 const char* DerivedExtension(const db_object* record) {
-  const char* extension = dbobject::PathExtension(record->value[DB_PROP_RES]);
+  const char* extension = upnp_get_file_extension(record->value[DB_PROP_RES]);
   if (extension == nullptr || strchr(extension, '?') != nullptr) return nullptr;
   return extension;
 }
@@ -105,7 +107,7 @@ const char* db_object_get_prop(const db_object* record, int32_t id) {
       return time(nullptr) - strtoll(added, nullptr, 10) < kRecentlyAddedSeconds ? added : nullptr;
     case DB_PROP_ADDED_TODAY:
       if (added == nullptr) return nullptr;
-      return dbobject::IsToday(strtoll(added, nullptr, 10)) ? added : nullptr;
+      return upnp_time_is_today(strtoll(added, nullptr, 10)) != 0 ? added : nullptr;
     case DB_PROP_HIGHRATED: {
       const char* rating = record->value[DB_PROP_RATING];
       return rating != nullptr && static_cast<unsigned char>(rating[0]) > '3' ? rating : nullptr;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "dbobject/record_describe.hpp"
 #include "dbobject/setters.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
@@ -20,26 +21,6 @@ using testing_support::TempDir;
 
 db_object* Read(const std::string& text) {
   return upnp_database_object_create_from_data(text.data(), static_cast<uint32_t>(text.size()));
-}
-
-// Every set slot as "id=value", children as "[...]".
-std::string Describe(const db_object* record) {
-  if (record == nullptr) return "null";
-  std::string out;
-  for (int id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT; ++id) {
-    if (record->value[id] == nullptr) continue;
-    out += std::to_string(id) + "=";
-    if (id == DB_PROP_RES_ADDITIONAL) {
-      db_object_list* list = db_object_get_list(record);
-      out += "[";
-      for (int32_t i = 0; i < list->count; ++i) out += Describe(db_object_list_children(list)[i]) + ";";
-      out += "]";
-    } else {
-      out += record->value[id];
-    }
-    out += " ";
-  }
-  return out;
 }
 
 class RecordReader : public ::testing::Test {
@@ -85,7 +66,7 @@ TEST_F(RecordReader, Cases) {
   };
   for (const auto& c : cases) {
     db_object* record = Read(c.text);
-    EXPECT_EQ(Describe(record), c.expected) << c.name;
+    EXPECT_EQ(DescribeRecord(record), c.expected) << c.name;
     db_object_free(record);
   }
 }
@@ -108,7 +89,7 @@ TEST_F(RecordReader, OverrunsAreCorruptionNotReads) {
     // Reading from a copy of exactly the text's size lets the sanitizer catch any overread.
     std::vector<char> exact(c.text.begin(), c.text.end());
     db_object* record = upnp_database_object_create_from_data(exact.data(), static_cast<uint32_t>(exact.size()));
-    EXPECT_EQ(Describe(record), c.expected) << c.name;
+    EXPECT_EQ(DescribeRecord(record), c.expected) << c.name;
     EXPECT_NE(Log().find(c.log, before.size()), std::string::npos) << c.name << "\n" << Log();
     db_object_free(record);
   }
@@ -118,7 +99,7 @@ TEST_F(RecordReader, ListsOnTheirOwn) {
   db_object_list* list = db_object_list_from_string("57002\n5700C3C006/a.mp3:\n57000\n");
   ASSERT_NE(list, nullptr);
   ASSERT_EQ(list->count, 2);
-  EXPECT_EQ(Describe(db_object_list_children(list)[0]), "60=/a.mp3 ");
+  EXPECT_EQ(DescribeRecord(db_object_list_children(list)[0]), "60=/a.mp3 ");
   EXPECT_EQ(db_object_list_children(list)[1], nullptr);
   db_object_list_free(list);
   EXPECT_EQ(db_object_list_from_string("5700"), nullptr);

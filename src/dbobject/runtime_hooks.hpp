@@ -4,8 +4,9 @@
 #ifndef UPNP_DBOBJECT_RUNTIME_HOOKS_HPP
 #define UPNP_DBOBJECT_RUNTIME_HOOKS_HPP
 
-#include <stddef.h>
 #include <stdint.h>
+
+struct upnp_file;
 
 namespace dbobject {
 
@@ -17,19 +18,8 @@ char* TranslateKey(const char* key);
 // "audio/x-dff" rather than reporting both as "audio/dsd".
 bool KeepDsdMimeTypes();
 
-// Strips tabs, line feeds, carriage returns and blanks from both ends of
-// `text` in place; returns `text`.
-char* TrimInPlace(char* text);
-
-// The extension of a path or URL: a pointer into it, or null.
-const char* PathExtension(const char* path);
-
-// `seconds` as local "YYYY-MM-DDTHH:MM:SS" into `buffer`; the formatted
-// length, or 0 (buffer untouched) when the time cannot be converted.
-int FormatLocalTime(int64_t seconds, char* buffer, size_t size);
-
-// Whether `seconds` falls on the current local day (same year and day of year).
-bool IsToday(int64_t seconds);
+// Writes `length` bytes to an open file handle; the bytes written or -1.
+int64_t WriteToFile(struct upnp_file* file, const void* data, uint64_t length);
 
 }  // namespace dbobject
 

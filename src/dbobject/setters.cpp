@@ -6,9 +6,10 @@
 #include <string.h>
 
 #include "dbobject/getters.hpp"
-#include "dbobject/runtime_hooks.hpp"
 #include "runtime/log.h"
 #include "runtime/memory.h"
+#include "runtime/time_format.h"
+#include "text/string_util.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ void Drop(int32_t id, char* value, int32_t borrowed) {
 
 db_object* Store(db_object* record, int32_t id, char* value, int32_t borrowed) {
   // A child list is not text: trimming would rewrite its count.
-  if (id != kListId) dbobject::TrimInPlace(value);
+  if (id != kListId) upnp_string_trim(value);
   if (record->value[id] != nullptr && record->value[id] != value) db_object_remove_prop(record, id);
   record->value[id] = value;
   record->borrowed[id] = borrowed;
@@ -125,7 +126,7 @@ db_object* db_object_set_dateprop(db_object* record, int32_t id, int64_t seconds
   TrackedPtr<char> buffer(static_cast<char*>(upnp_calloc(1, 20)));
   if (buffer == nullptr) return OutOfMemory(record, "db_object_set_dateprop");
   // A time that cannot be converted leaves the buffer empty; the setter drops it.
-  dbobject::FormatLocalTime(seconds, buffer.get(), 20);
+  upnp_time_format_iso_local(seconds, buffer.get(), 20);
   char* text = upnp_strdup(buffer.get());
   if (text == nullptr) return OutOfMemory(record, "db_object_set_dateprop");
   return db_object_set_prop(record, id, text, 0);
