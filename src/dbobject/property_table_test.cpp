@@ -6,7 +6,9 @@
 
 #include "dbobject/object_class.h"
 #include "dbobject/setters.h"
+#include "runtime/log.h"
 #include "runtime/memory.h"
+#include "testing/temp_dir.h"
 
 namespace {
 
@@ -53,9 +55,14 @@ TEST_F(PropertyNames, EveryRowFindsItsOwnId) {
   }
 }
 
-TEST(PropertyNamesUninitialised, EveryLookupFails) {
+TEST(PropertyNamesUninitialised, EveryLookupFailsAndSaysWhy) {
+  testing_support::TempDir dir;
+  upnp_log_open((dir / "log.txt").c_str());
   db_upnp_string_to_property_exit();
   EXPECT_EQ(db_upnp_string_to_property("dc:title"), 0);
+  upnp_log_open(nullptr);
+  EXPECT_NE(testing_support::ReadFile(dir / "log.txt").find("db_upnp_string_to_property : 14: not initialized"),
+            std::string::npos);
 }
 
 TEST(PropertyNameHash, FollowsTheRule) {
