@@ -142,17 +142,6 @@ TEST(FileFind, LogsAndSkipsEntriesThatCannotBeExamined) {
       << ReadFile(dir / "log.txt");
 }
 
-TEST(FileFind, ClosingEarlyReleasesEverything) {
-  TempDir dir;
-  WriteFile(dir / "a", "");
-  WriteFile(dir / "b", "");
-  const int64_t before = upnp_mem_used();
-  upnp_file_find* find = upnp_file_find_first_file(dir.path().c_str());
-  ASSERT_NE(find, nullptr);
-  upnp_file_find_close(find);
-  EXPECT_EQ(upnp_mem_used(), before);
-}
-
 TEST(FileModes, RegularIsABitTestThatSocketsPass) {
   TempDir dir;
   WriteFile(dir / "file", "");
@@ -169,22 +158,6 @@ TEST(FileModes, RegularIsABitTestThatSocketsPass) {
   EXPECT_EQ(upnp_file_is_regular((dir / "missing").c_str()), 0);
   EXPECT_EQ(upnp_file_mode_test((dir / "sub").c_str(), S_IFDIR), 1);
   close(fd);
-}
-
-TEST(FileStat, ChangedTimeIsTheModificationTime) {
-  TempDir dir;
-  WriteFile(dir / "f", "12345");
-  upnp_file_info info;
-  ASSERT_EQ(upnp_file_stat((dir / "f").c_str(), &info), 0);
-  EXPECT_EQ(info.size, 5);
-  EXPECT_EQ(info.changed, info.modified);
-  EXPECT_EQ(upnp_file_stat(nullptr, &info), -1);
-  EXPECT_EQ(upnp_file_stat((dir / "f").c_str(), nullptr), -1);
-  EXPECT_EQ(upnp_file_exists((dir / "missing").c_str()), 0);
-  EXPECT_EQ(upnp_file_unlink(nullptr), -1);
-  EXPECT_EQ(upnp_file_rmdir(nullptr), -1);
-  EXPECT_EQ(upnp_file_rename(nullptr, "x"), -1);
-  EXPECT_EQ(upnp_file_chmod(nullptr, 0644), -1);
 }
 
 }  // namespace

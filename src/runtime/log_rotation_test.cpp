@@ -114,15 +114,4 @@ TEST(LogRotation, CleanUpKeepsTheFiveNewestParts) {
   EXPECT_EQ(left, expected);
 }
 
-TEST(LogRotation, NoCleanUpWhileThreadsAreNotPermitted) {
-  TempDir dir;
-  for (const char* name : {"a-log.txt", "b-log.txt", "c-log.txt", "d-log.txt", "e-log.txt", "f-log.txt"}) {
-    WriteFile(dir / name, "old");
-  }
-  LogCapture log(dir / "orvane-log.txt");
-  LogBytes(kMiB + 8192);
-  EXPECT_EQ(upnp_log_cleanups_running(), 0);
-  EXPECT_EQ(ListDir(dir.path()).size(), 8u);
-}
-
 }  // namespace

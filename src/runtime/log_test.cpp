@@ -16,7 +16,6 @@
 
 namespace {
 
-using testing_support::FileExists;
 using testing_support::LogCapture;
 using testing_support::ReadFile;
 using testing_support::TempDir;
@@ -72,19 +71,6 @@ TEST(LogFilter, FollowsMaskLevelAndStartupMode) {
   upnp_log_set_settings_read(0);
   upnp_log_set_mask(0);
   upnp_log_set_level(4);
-}
-
-TEST(LogTables, TagsAndCategoryNames) {
-  EXPECT_STREQ(upnp_log_level_tag(0), "[Debug]");
-  EXPECT_STREQ(upnp_log_level_tag(6), "[Important]");
-  EXPECT_STREQ(upnp_log_level_tag(7), "?");
-  EXPECT_STREQ(upnp_log_level_tag(-1), "?");
-  EXPECT_STREQ(upnp_log_category_name(1), "LOG_SYSTEM");
-  EXPECT_STREQ(upnp_log_category_name(128), "LOG_PLUGIN");
-  EXPECT_STREQ(upnp_log_category_name(16384), "LOG_PROXY");
-  EXPECT_STREQ(upnp_log_category_name(3), "?");
-  EXPECT_STREQ(upnp_log_category_name(32768), "?");
-  EXPECT_STREQ(upnp_log_category_name(0), "?");
 }
 
 TEST(LogLine, HeaderCarriesStampBytesTagAndCategory) {
@@ -156,17 +142,6 @@ TEST(LogLine, OutOfMemoryFallsBackToTheBareMessage) {
   ASSERT_EQ(bodies.size(), static_cast<size_t>(runs + 1));
   EXPECT_EQ(bodies.front(), "[Startup] - LOG_SYSTEM: msg 1");
   EXPECT_EQ(bodies.back(), "[Startup] - LOG_SYSTEM: f : msg 1");
-}
-
-void FormatThroughPointer(void (*log)(int32_t, int32_t, const char*, int32_t, const char*, ...)) {
-  log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, nullptr);
-}
-
-TEST(LogLine, NullFormatIsNamed) {
-  TempDir dir;
-  LogCapture log(dir / "log.txt");
-  FormatThroughPointer(&upnp_log);
-  EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Startup] - LOG_SYSTEM: f : strMessage = NULL!"}));
 }
 
 TEST(LogOpen, CreatesTheDirectoryAndReopens) {
