@@ -34,29 +34,49 @@ int32_t upnp_mutex_create_impl(upnp_mutex_handle handle, int32_t create_locked, 
     MUTEX_WARN(kFn, "Cannot lock global mutex");
     return 14;
   }
-  int32_t status = 0;
-  if (*handle != nullptr) {
+  const bool exists = *handle != nullptr;
+  upnp_unlock(&protocol_lock);
+  if (exists) {
     MUTEX_WARN(kFn, "Mutex already created");
-    status = 2;
-  } else if (auto* record = static_cast<upnp_mutex*>(upnp_calloc(1, sizeof(upnp_mutex))); record == nullptr) {
+    return 2;
+  }
+  // The record is made and, if asked, locked outside the global lock: a
+  // record's lock is only ever taken before the global one (see lock).
+  auto* record = static_cast<upnp_mutex*>(upnp_calloc(1, sizeof(upnp_mutex)));
+  if (record == nullptr) {
     MUTEX_WARN(kFn, "Out of memory creating mutex");
-    status = 8;
+    return 8;
+  }
+  if (name != nullptr) snprintf(record->name, sizeof record->name, "%s", name);
+  if (upnp_lock_create(&record->lock) != 0) {
+    MUTEX_WARN(kFn, "Cannot create mutex");
+    upnp_free(record);
+    return 14;
+  }
+  if (create_locked && upnp_lock(&record->lock) != 0) {
+    upnp_lock_destroy(&record->lock);
+    upnp_free(record);
+    MUTEX_WARN(kFn, "Cannot create locked mutex");
+    return 14;
+  }
+  int32_t status = 0;
+  if (upnp_lock(&protocol_lock) != 0) {
+    MUTEX_WARN(kFn, "Cannot lock global mutex");
+    status = 14;
   } else {
-    if (name != nullptr) snprintf(record->name, sizeof record->name, "%s", name);
-    if (upnp_lock_create(&record->lock) != 0) {
-      MUTEX_WARN(kFn, "Cannot create mutex");
-      upnp_free(record);
-      status = 14;
-    } else if (create_locked && upnp_lock(&record->lock) != 0) {
-      upnp_lock_destroy(&record->lock);
-      upnp_free(record);
-      MUTEX_WARN(kFn, "Cannot create locked mutex");
-      status = 14;
+    if (*handle != nullptr) {  // another thread was quicker
+      MUTEX_WARN(kFn, "Mutex already created");
+      status = 2;
     } else {
       *handle = record;
     }
+    upnp_unlock(&protocol_lock);
   }
-  upnp_unlock(&protocol_lock);
+  if (status != 0) {
+    if (create_locked) upnp_unlock(&record->lock);
+    upnp_lock_destroy(&record->lock);
+    upnp_free(record);
+  }
   return status;
 }
 

@@ -16,6 +16,7 @@ namespace {
 class ThreadPool : public ::testing::Test {
  protected:
   void SetUp() override {
+    upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
     ASSERT_EQ(upnp_thread_table_prepare(), 0);
     ASSERT_EQ(upnp_thread_pool_prepare(), 0);
     upnp_thread_table_init();
@@ -75,12 +76,14 @@ void Noop(void*) {}
 struct Gate {
   std::atomic<bool> entered{false};
   std::atomic<bool> open{false};
+  std::atomic<bool> left{false};
 };
 
 void WaitAtGate(void* argument) {
   auto* gate = static_cast<Gate*>(argument);
   gate->entered = true;
   while (!gate->open) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  gate->left = true;
 }
 
 TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
@@ -99,6 +102,7 @@ TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
   EXPECT_EQ(upnp_thread_pool_next(1), nullptr);
   EXPECT_EQ(upnp_thread_pool_running(), 1);
   gate.open = true;
+  while (!gate.left) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 TEST_F(ThreadPool, RefusalsAndFailures) {
