@@ -1,10 +1,10 @@
 #include "runtime/mutex.h"
 
 #include <stdio.h>
-#include <time.h>
 
 #include "runtime/log.h"
 #include "runtime/memory.h"
+#include "runtime/time_format.h"
 
 namespace {
 
@@ -14,11 +14,6 @@ constexpr int kDestroyPollMs = 50;
 constexpr int kDestroyPolls = 200;  // 10 seconds in all
 
 #define MUTEX_WARN(function, ...) upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, function, 0, __VA_ARGS__)
-
-void pause_ms(long ms) {
-  timespec delay{ms / 1000, (ms % 1000) * 1000000L};
-  nanosleep(&delay, nullptr);
-}
 
 }  // namespace
 
@@ -162,7 +157,7 @@ int32_t upnp_mutex_destroy(upnp_mutex_handle handle) {
   record->destroying = 1;
   for (int polls = 0; record->waiters > 0;) {
     upnp_unlock(&protocol_lock);
-    pause_ms(kDestroyPollMs);
+    upnp_sleep_ms(kDestroyPollMs);
     upnp_lock(&protocol_lock);
     if (++polls >= kDestroyPolls && record->waiters > 0) {
       record->destroying = 0;

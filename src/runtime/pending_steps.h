@@ -6,29 +6,18 @@
 
 #include <stdint.h>
 
+#include "runtime/settings.h"
+#include "runtime/thread_pool.h"
+#include "runtime/threads.h"
+#include "text/encoding.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Thread table, protocol mutex state, general runtime lock, worker counter
- * and task queues. */
-int32_t upnp_thread_table_prepare(void);
-void upnp_thread_table_init(void);
-void upnp_thread_table_wake_and_free(void);
-void upnp_thread_pool_release(void);
-void upnp_thread_table_release(void);
-int32_t upnp_close_thread_sockets(void);
-
 int32_t upnp_file_prepare(void);
 void upnp_file_init(void);
 void upnp_file_release(void);
-
-void upnp_encoding_init(void);
-
-int32_t upnp_ini_prepare(void);
-void upnp_ini_init(void);
-void upnp_ini_stop(void);
-void upnp_ini_release(void);
 
 int32_t upnp_util_prepare(void);
 void upnp_util_init(void);

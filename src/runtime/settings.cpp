@@ -12,6 +12,7 @@
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
+#include "text/string_util.h"
 
 namespace {
 
@@ -186,22 +187,6 @@ char* user_directory(const char* home_format) {
   return upnp_strdup(dir);
 }
 
-int64_t decimal_value(const char* text) {
-  // PROVISIONAL until the string utilities land.
-  if (text == nullptr) return 0;
-  return strtoll(text, nullptr, 10);
-}
-
-// PROVISIONAL until the string utilities land.
-char* replace_all(const char* text, const char* search, const char* replacement) {
-  const char* at = strstr(text, search);
-  const size_t size = strlen(text) - strlen(search) + strlen(replacement) + 1;
-  char* out = static_cast<char*>(upnp_malloc(size));
-  if (out == nullptr) return nullptr;
-  snprintf(out, size, "%.*s%s%s", static_cast<int>(at - text), text, replacement, at + strlen(search));
-  return out;
-}
-
 // The expansion of text (cached in s), or text itself without a placeholder.
 const char* expand(PropertyState& s, const char* text) {
   static constexpr struct {
@@ -213,14 +198,14 @@ const char* expand(PropertyState& s, const char* text) {
     if (s.expanded != nullptr) return s.expanded;
     TrackedPtr<char> directory(p.directory());
     if (directory == nullptr) return nullptr;
-    s.expanded = replace_all(text, p.placeholder, directory.get());
+    s.expanded = upnp_string_replace_all(text, p.placeholder, directory.get());
     return s.expanded;
   }
   return text;
 }
 
 void pass_to_log(int32_t id, const char* value) {
-  const int64_t number = decimal_value(value);
+  const int64_t number = upnp_atoi64(value);
   if (id == UPNP_INI_V) upnp_log_set_mask(static_cast<uint32_t>(number));
   if (id == UPNP_INI_VLEVEL) upnp_log_set_level(static_cast<int32_t>(number));
   if (id == UPNP_INI_DISABLELOGROTATE) upnp_log_set_rotation_disabled(number != 0 ? 1 : 0);
@@ -246,7 +231,7 @@ const char* upnp_ini_get(int32_t id) {
 }
 
 int64_t upnp_ini_get_int(int32_t id) {
-  const int64_t value = decimal_value(upnp_ini_get(id));
+  const int64_t value = upnp_atoi64(upnp_ini_get(id));
   if ((id == UPNP_INI_HTTPPORT || id == UPNP_INI_HTTPSPORT) && value > 65535) return 0;
   return value;
 }
@@ -286,12 +271,12 @@ void upnp_ini_set_external_reader(upnp_ini_reader_fn reader) { external_reader =
 
 int32_t upnp_ini_from_utf16(void) { return from_utf16; }
 
-int32_t upnp_settings_prepare(void) {
+int32_t upnp_ini_prepare(void) {
   if (upnp_lock_exists(&settings_lock)) return 0;
   return upnp_lock_create(&settings_lock) == 0 ? 0 : 14;
 }
 
-void upnp_settings_init(void) {
+void upnp_ini_init(void) {
   LockGuard guard(&settings_lock);
   if (init_count++ == 0) {
     forget_values();
@@ -299,7 +284,7 @@ void upnp_settings_init(void) {
   }
 }
 
-void upnp_settings_stop(void) {
+void upnp_ini_stop(void) {
   LockGuard guard(&settings_lock);
   if (init_count > 1) {
     --init_count;
@@ -309,6 +294,6 @@ void upnp_settings_stop(void) {
   }
 }
 
-void upnp_settings_release(void) { upnp_lock_destroy(&settings_lock); }
+void upnp_ini_release(void) { upnp_lock_destroy(&settings_lock); }
 
 }  // extern "C"

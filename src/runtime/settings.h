@@ -140,10 +140,10 @@ void upnp_settings_set_user_lookup(upnp_user_lookup_fn lookup);
 
 /* Start-up and shut-down steps. init and stop are reference-counted: only
  * the stop that balances the first init frees the values. */
-int32_t upnp_settings_prepare(void);
-void upnp_settings_init(void);
-void upnp_settings_stop(void);
-void upnp_settings_release(void);
+int32_t upnp_ini_prepare(void);
+void upnp_ini_init(void);
+void upnp_ini_stop(void);
+void upnp_ini_release(void);
 
 #ifdef __cplusplus
 }  /* extern "C" */

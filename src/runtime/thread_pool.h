@@ -35,9 +35,10 @@ upnp_pool_task* upnp_thread_pool_next(int32_t queue);
 /* The number of live workers. */
 int32_t upnp_thread_pool_running(void);
 
-/* Start-up and shut-down steps. prepare creates the worker counter and the
- * task-queue lock; init empties the queues; release frees what is still
- * queued (unrun) and destroys both. */
+/* Start-up and shut-down steps (prepare and init run inside the thread
+ * table's): prepare creates the worker counter and the task-queue lock; init
+ * empties the queues; release frees what is still queued (never run) and
+ * destroys both. */
 int32_t upnp_thread_pool_prepare(void);
 void upnp_thread_pool_init(void);
 void upnp_thread_pool_release(void);

@@ -18,9 +18,7 @@ class ThreadPool : public ::testing::Test {
   void SetUp() override {
     upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
     ASSERT_EQ(upnp_thread_table_prepare(), 0);
-    ASSERT_EQ(upnp_thread_pool_prepare(), 0);
     upnp_thread_table_init();
-    upnp_thread_pool_init();
   }
   void TearDown() override {
     upnp_ini_set("maxthreads", nullptr, 0);
@@ -30,7 +28,7 @@ class ThreadPool : public ::testing::Test {
     }
     EXPECT_EQ(upnp_thread_pool_running(), 0);
     EXPECT_EQ(upnp_count_threads(nullptr), 0);
-    upnp_thread_table_stop();
+    upnp_thread_table_wake_and_free();
     upnp_thread_pool_release();
   }
 };

@@ -12,7 +12,10 @@
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
+#include "runtime/mutex.h"
 #include "runtime/settings.h"
+#include "runtime/thread_pool.h"
+#include "runtime/time_format.h"
 
 namespace {
 
@@ -29,6 +32,7 @@ struct ThreadEntry {
 };
 
 upnp_plain_lock* table_lock = nullptr;
+upnp_plain_lock* runtime_lock = nullptr;  // the general runtime lock; nothing here takes it
 ThreadEntry* table_head = nullptr;
 int32_t thread_count = 0;
 int32_t thread_count_highest = 0;
@@ -37,11 +41,6 @@ std::atomic<int32_t> threads_permitted{0};
 upnp_thread_create_fn create_thread = nullptr;
 
 constexpr uint64_t kMinimumStack = 196608;
-
-void pause_ms(long ms) {
-  timespec delay{ms / 1000, (ms % 1000) * 1000000L};
-  nanosleep(&delay, nullptr);
-}
 
 // Caller holds the table lock.
 ThreadEntry* find_entry(pthread_t key) {
@@ -87,7 +86,7 @@ pthread_t create_with_fallback(upnp_thread_routine routine, void* argument, cons
   if (error == 0) return thread;
   if (error == EAGAIN) {
     upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, kFn, 0, "Not enough resources to start thread - retrying");
-    pause_ms(20);
+    upnp_sleep_ms(20);
     error = create(&thread, attributes, routine, argument);
     if (error == 0) return thread;
     if (error == EAGAIN) {
@@ -286,11 +285,15 @@ void upnp_thread_counters(int32_t* current, int32_t* highest, int64_t* total) {
 
 int32_t upnp_threads_permitted(void) { return threads_permitted.load(); }
 
+void upnp_threads_set_permitted(int32_t flag) { threads_permitted = flag != 0 ? 1 : 0; }
+
 void upnp_threads_set_create_hook(upnp_thread_create_fn create) { create_thread = create; }
 
 int32_t upnp_thread_table_prepare(void) {
-  if (upnp_lock_exists(&table_lock)) return 0;
-  return upnp_lock_create(&table_lock) == 0 ? 0 : 14;
+  if (!upnp_lock_exists(&table_lock) && upnp_lock_create(&table_lock) != 0) return 14;
+  if (upnp_mutex_prepare() != 0) return 14;
+  if (!upnp_lock_exists(&runtime_lock) && upnp_lock_create(&runtime_lock) != 0) return 14;
+  return upnp_thread_pool_prepare();
 }
 
 void upnp_thread_table_init(void) {
@@ -305,10 +308,11 @@ void upnp_thread_table_init(void) {
     thread_count_highest = 0;
     thread_count_total = 0;
   }
+  upnp_thread_pool_init();
   threads_permitted = 1;
 }
 
-void upnp_thread_table_stop(void) {
+void upnp_thread_table_wake_and_free(void) {
   threads_permitted = 0;
   bool any;
   {
@@ -318,7 +322,7 @@ void upnp_thread_table_stop(void) {
     }
     any = table_head != nullptr;
   }
-  if (any) pause_ms(50);
+  if (any) upnp_sleep_ms(50);
   // Threads may still register while the table is emptied: repeat until empty.
   for (;;) {
     ThreadEntry* taken;
@@ -334,7 +338,7 @@ void upnp_thread_table_stop(void) {
       taken = entry->next;
       if (entry->semaphore != nullptr) {
         upnp_semaphore_release_always(&entry->semaphore);
-        pause_ms(10);
+        upnp_sleep_ms(10);
         upnp_semaphore_destroy(&entry->semaphore, "upnp_threads_release");
       }
       upnp_free(entry);
@@ -342,6 +346,10 @@ void upnp_thread_table_stop(void) {
   }
 }
 
-void upnp_thread_table_release(void) { upnp_lock_destroy(&table_lock); }
+void upnp_thread_table_release(void) {
+  upnp_lock_destroy(&table_lock);
+  upnp_mutex_release();
+  upnp_lock_destroy(&runtime_lock);
+}
 
 }  // extern "C"

@@ -73,14 +73,23 @@ typedef int (*upnp_thread_create_fn)(pthread_t* thread, const pthread_attr_t* at
                                      void* (*routine)(void*), void* argument);
 void upnp_threads_set_create_hook(upnp_thread_create_fn create);
 
-/* Start-up and shut-down steps. prepare creates the thread-table lock; init
- * empties the table, zeroes the counters and permits background threads;
- * stop forbids them, wakes every registered thread, waits, then frees every
- * entry (repeating until the table stays empty) without joining a thread;
- * release destroys the lock. */
+/* Sets the flag that upnp_threads_permitted reports (the init step sets it,
+ * the stop step clears it; the start-up sequence may clear it earlier). */
+void upnp_threads_set_permitted(int32_t flag);
+
+/* Start-up and shut-down steps.
+ * prepare: the thread-table lock, the protocol mutexes' global lock, the
+ *   general runtime lock, the worker counter and the task-queue lock;
+ * init: empties the table and the task queues, zeroes the counters and
+ *   permits background threads;
+ * wake_and_free (the end of the stop phase): forbids background threads,
+ *   wakes every registered thread, waits 50 ms, then frees every entry,
+ *   repeating until the table stays empty; threads are not joined;
+ * release: destroys the thread-table, protocol and general locks (the worker
+ *   counter and task-queue lock go earlier, upnp_thread_pool_release). */
 int32_t upnp_thread_table_prepare(void);
 void upnp_thread_table_init(void);
-void upnp_thread_table_stop(void);
+void upnp_thread_table_wake_and_free(void);
 void upnp_thread_table_release(void);
 
 #ifdef __cplusplus

@@ -41,7 +41,7 @@ class ThreadRegistry : public ::testing::Test {
   void TearDown() override {
     upnp_threads_set_create_hook(nullptr);
     upnp_ini_set("stack_size", nullptr, 0);
-    upnp_thread_table_stop();
+    upnp_thread_table_wake_and_free();
   }
   LogCapture log_;
 };
@@ -262,7 +262,7 @@ TEST_F(ThreadRegistry, StopWakesAndFreesEveryThread) {
   // b is detached: its handle is not ours to ask about; it sleeps soon enough
   // and, if not, finds its entry gone (2) instead of being woken (0).
   EXPECT_EQ(upnp_threads_permitted(), 1);
-  upnp_thread_table_stop();
+  upnp_thread_table_wake_and_free();
   EXPECT_EQ(upnp_threads_permitted(), 0);
   EXPECT_EQ(upnp_count_threads(nullptr), 0);
   pthread_join(first, nullptr);
