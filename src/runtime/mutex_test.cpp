@@ -9,11 +9,11 @@
 
 #include "runtime/memory.h"
 #include "runtime/memory_fail.h"
-#include "testing/log_capture.h"
+#include "testing/log_recorder.h"
 
 namespace {
 
-using testing_support::LogCapture;
+using testing_support::LogRecorder;
 
 class ProtocolMutex : public ::testing::Test {
  protected:
@@ -38,7 +38,7 @@ class ProtocolMutex : public ::testing::Test {
   }
 
   upnp_mutex* mutex_ = nullptr;
-  LogCapture log_;
+  LogRecorder log_;
 };
 
 TEST_F(ProtocolMutex, CreateAndUnlockMisuse) {

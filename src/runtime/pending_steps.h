@@ -10,6 +10,8 @@
 #include "runtime/thread_pool.h"
 #include "runtime/threads.h"
 #include "text/encoding.h"
+#include "text/resource.h"
+#include "text/translate.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -28,14 +30,6 @@ int32_t upnp_statistics_prepare(void);
 void upnp_statistics_init(void);
 void upnp_statistics_stop(void);
 void upnp_statistics_release(void);
-
-int32_t upnp_resource_prepare(void);
-void upnp_resource_init(void);
-void upnp_resource_stop(void);
-void upnp_resource_release(void);
-
-void upnp_translate_module_init(void);
-void upnp_translate_module_stop(void);
 
 int32_t upnp_wpl_prepare(void);
 void upnp_wpl_init(void);

@@ -9,9 +9,12 @@
 #include <array>
 #include <string_view>
 
+#include "runtime/file.h"
+#include "runtime/file_system.h"
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
+#include "text/encoding.h"
 #include "text/string_util.h"
 
 namespace {
@@ -204,6 +207,76 @@ const char* expand(PropertyState& s, const char* text) {
   return text;
 }
 
+// Caller holds the settings lock.
+const char* effective_value(int row) {
+  PropertyState& s = state[row];
+  const char* text = s.value;
+  if (text != nullptr) {
+    if (kRows[row].is_path) clean_path(s.value);
+  } else {
+    text = kRows[row].default_value;
+    if (text == nullptr) return nullptr;
+  }
+  return expand(s, text);
+}
+
+// Ends the line that starts at `key` (nullptr: none started) and sets the
+// property when the line holds a known key and a value.
+bool take_line(const char* key, const char* value, int32_t flags) {
+  if (key == nullptr || value == nullptr || key[0] == '#' || upnp_ini_find(key) == nullptr) return false;
+  if (upnp_ini_set(key, value, flags) != 0) return false;
+  upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_ini_file_read_properties_from_file", 0, "%s = %s", key, value);
+  return true;
+}
+
+// Scans key=value lines in place: every control byte ends a line, the first
+// '=' of a line splits key from value, nothing is trimmed.
+int32_t read_lines(char* text, size_t length, int32_t flags) {
+  int32_t result = 14;
+  char* key = nullptr;
+  char* value = nullptr;
+  for (size_t i = 0; i < length; ++i) {
+    const unsigned char byte = static_cast<unsigned char>(text[i]);
+    if (byte < 32) {
+      text[i] = '\0';
+      if (take_line(key, value, flags)) result = 0;
+      key = value = nullptr;
+    } else if (byte == '=' && value == nullptr) {
+      text[i] = '\0';
+      value = text + i + 1;
+    } else if (key == nullptr) {
+      key = text + i;
+    }
+  }
+  return result;
+}
+
+// The whole file with a line feed and three zero bytes behind it, or null.
+char* read_whole_file(const char* path, int64_t* length) {
+  upnp_file_info info;
+  if (path == nullptr || upnp_file_stat(path, &info) != 0 || info.size < 2) return nullptr;
+  TrackedPtr<char> buffer(static_cast<char*>(upnp_malloc(static_cast<uint64_t>(info.size) + 4)));
+  if (buffer == nullptr) return nullptr;
+  upnp_file* file = upnp_file_open_read(path);
+  if (file == nullptr) return nullptr;
+  char name[sizeof file_name];
+  {
+    LockGuard guard(&settings_lock);
+    snprintf(name, sizeof name, "%s", file_name);
+  }
+  upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_ini_file_read_properties_from_file", 0, "reading ini settings from %s",
+           name);
+  int64_t done = 0;
+  for (int64_t got; done < info.size && (got = upnp_file_read(file, buffer.get() + done,
+                                                                 static_cast<uint64_t>(info.size - done))) > 0;) {
+    done += got;
+  }
+  upnp_file_close(file);
+  memcpy(buffer.get() + done, "\n\0\0\0", 4);
+  *length = done + 1;
+  return buffer.release();
+}
+
 void pass_to_log(int32_t id, const char* value) {
   const int64_t number = upnp_atoi64(value);
   if (id == UPNP_INI_V) upnp_log_set_mask(static_cast<uint32_t>(number));
@@ -217,17 +290,8 @@ extern "C" {
 
 const char* upnp_ini_get(int32_t id) {
   if (id < 0 || id >= UPNP_INI_ID_LIMIT || kIndex[id] < 0) return nullptr;
-  const int row = kIndex[id];
   LockGuard guard(&settings_lock);
-  PropertyState& s = state[row];
-  const char* text = s.value;
-  if (text != nullptr) {
-    if (kRows[row].is_path) clean_path(s.value);
-  } else {
-    text = kRows[row].default_value;
-    if (text == nullptr) return nullptr;
-  }
-  return expand(s, text);
+  return effective_value(kIndex[id]);
 }
 
 int64_t upnp_ini_get_int(int32_t id) {
@@ -259,6 +323,48 @@ int32_t upnp_ini_set(const char* name, const char* value, int32_t flags) {
   }
   pass_to_log(row->id, value);
   return 0;
+}
+
+const char* upnp_ini_file_name(void) {
+  LockGuard guard(&settings_lock);
+  if (file_name[0] != '\0') return file_name;
+  const char* directory = effective_value(kIndex[UPNP_INI_INIPATH]);
+  TrackedPtr<char> appdata;
+  if (directory == nullptr) {
+    appdata.reset(upnp_get_appdata_dir());
+    directory = appdata.get();
+  }
+  if (directory == nullptr) return nullptr;
+  if (!upnp_file_exists(directory)) upnp_file_mkdir_path(directory);
+  TrackedPtr<char> path(upnp_file_path_join(directory, effective_value(kIndex[UPNP_INI_ININAME])));
+  if (path == nullptr) return nullptr;
+  snprintf(file_name, sizeof file_name, "%s", path.get());
+  return file_name;
+}
+
+int32_t upnp_ini_file_read_properties_from_file(const char* path, int32_t flags) {
+  int64_t length = 0;
+  TrackedPtr<char> raw(read_whole_file(path, &length));
+  if (raw == nullptr || raw.get()[0] == '\0') return 14;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(raw.get());
+  if (bytes[0] == 0xFF && bytes[1] == 0xFE) {
+    from_utf16 = 1;
+    TrackedPtr<char> text(upnp_string_utf16_to_utf8(raw.get()));
+    if (text == nullptr || text.get()[0] == '\0') return 14;
+    return read_lines(text.get(), strlen(text.get()), flags);
+  }
+  return read_lines(raw.get(), static_cast<size_t>(length), flags);
+}
+
+void upnp_ini_read_settings(int32_t flags) {
+  // The external reader runs without the settings lock held, so that it can
+  // store what it reads through upnp_ini_set.
+  if (upnp_ini_reader_fn reader = external_reader; reader != nullptr) {
+    if (reader(flags) == 0) upnp_log_set_settings_read(1);
+    return;
+  }
+  (void)upnp_ini_file_read_properties_from_file(upnp_ini_file_name(), flags);
+  upnp_log_set_settings_read(1);  // a missing file still ends start-up mode
 }
 
 char* upnp_get_appdata_dir(void) { return user_directory("%s/.%s"); }

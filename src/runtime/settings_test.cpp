@@ -8,12 +8,12 @@
 #include "runtime/log.h"
 #include "runtime/memory.h"
 #include "runtime/memory_fail.h"
-#include "testing/log_capture.h"
+#include "testing/log_recorder.h"
 #include "testing/temp_dir.h"
 
 namespace {
 
-using testing_support::LogCapture;
+using testing_support::LogRecorder;
 using testing_support::TempDir;
 using testing_support::WriteFile;
 
@@ -182,6 +182,140 @@ TEST_F(Settings, StopIsReferenceCounted) {
   upnp_ini_stop();
   EXPECT_EQ(Get(UPNP_INI_LANGUAGE), "<null>");
   upnp_ini_init();  // balances the fixture's stop
+}
+
+}  // namespace
+
+namespace {
+
+std::string Utf16Le(const std::string& ascii) {
+  std::string out("\xFF\xFE", 2);
+  for (char c : ascii) {
+    out += c;
+    out += '\0';
+  }
+  return out;
+}
+
+const char kLines[] =
+    "# a comment\n"
+    "v=128\r\n"
+    "vlevel=2\n"
+    "  vlevel=5\n"
+    "#vlevel=5\n"
+    "VLEVEL=3\n"
+    "nosuchkey=1\n"
+    "friendlyname=a=b\n"
+    "ip = 10.0.0.1\n"
+    "language=\n"
+    "noequals\n"
+    "maxthreads=\t7\n"
+    "\tstack_size=300000\n"
+    "mediatypefilter=V";  // no line break at the end
+
+void ExpectLinesApplied(const LogRecorder& log) {
+  EXPECT_EQ(Get(UPNP_INI_VLEVEL), "3") << "leading blanks make an unknown key; case is ignored";
+  EXPECT_EQ(Get(UPNP_INI_FRIENDLYNAME), "a=b") << "later '=' belong to the value";
+  EXPECT_EQ(Get(UPNP_INI_IP), "<null>") << "blanks belong to the key";
+  EXPECT_EQ(Get(UPNP_INI_LANGUAGE), "") << "an empty value is a value";
+  EXPECT_EQ(Get(UPNP_INI_MAXTHREADS), "") << "a tab ends the line";
+  EXPECT_EQ(Get(UPNP_INI_STACK_SIZE), "300000");
+  EXPECT_EQ(Get(UPNP_INI_MEDIATYPEFILTER), "V");
+  const char* kFn = "upnp_ini_file_read_properties_from_file : ";
+  for (const char* line : {"v = 128", "vlevel = 2", "VLEVEL = 3", "friendlyname = a=b", "language = "}) {
+    EXPECT_TRUE(log.contains(std::string(kFn) + line + "\n")) << line;
+  }
+  EXPECT_FALSE(log.contains("vlevel = 5"));
+  EXPECT_FALSE(log.contains("nosuchkey"));
+  upnp_log_set_settings_read(1);
+  EXPECT_EQ(upnp_log_should_write(UPNP_LOG_WARNING, LOG_PLUGIN), 1) << "mask 128, level 3";
+  EXPECT_EQ(upnp_log_should_write(UPNP_LOG_INFO, LOG_PLUGIN), 0);
+  upnp_log_set_settings_read(0);
+  upnp_log_set_mask(0);
+  upnp_log_set_level(4);
+}
+
+TEST_F(Settings, FileLinesUtf8) {
+  TempDir dir;
+  WriteFile(dir / "orvane.ini", kLines);
+  LogRecorder log;
+  EXPECT_EQ(upnp_ini_file_read_properties_from_file((dir / "orvane.ini").c_str(), 0), 0);
+  ExpectLinesApplied(log);
+  EXPECT_EQ(upnp_ini_from_utf16(), 0);
+}
+
+TEST_F(Settings, FileLinesUtf16) {
+  TempDir dir;
+  WriteFile(dir / "orvane.ini", Utf16Le(kLines));
+  LogRecorder log;
+  EXPECT_EQ(upnp_ini_file_read_properties_from_file((dir / "orvane.ini").c_str(), 0), 0);
+  ExpectLinesApplied(log);
+  EXPECT_EQ(upnp_ini_from_utf16(), 1);
+}
+
+TEST_F(Settings, FilesThatSetNothing) {
+  TempDir dir;
+  const struct {
+    const char* name;
+    std::string content;
+  } files[] = {
+      {"one byte", "v"},
+      {"leading zero byte", std::string("\0v=1\n", 5)},
+      {"only unknown keys and comments", "#v=1\nfoo=bar\n"},
+      {"UTF-16 mark alone", "\xFF\xFE"},
+  };
+  for (const auto& f : files) {
+    WriteFile(dir / "f.ini", f.content);
+    EXPECT_EQ(upnp_ini_file_read_properties_from_file((dir / "f.ini").c_str(), 0), 14) << f.name;
+  }
+  EXPECT_EQ(upnp_ini_file_read_properties_from_file((dir / "missing.ini").c_str(), 0), 14);
+  EXPECT_EQ(upnp_ini_file_read_properties_from_file(nullptr, 0), 14);
+  EXPECT_EQ(Get(UPNP_INI_V), "0");
+}
+
+TEST_F(Settings, FileNameFromInipathAndReadSettings) {
+  TempDir dir;
+  ASSERT_EQ(upnp_ini_set("inipath", (dir.path() + "//conf/").c_str(), 0), 0);
+  const char* name = upnp_ini_file_name();
+  ASSERT_NE(name, nullptr);
+  EXPECT_EQ(std::string(name), dir.path() + "/conf/orvane.ini");
+  EXPECT_TRUE(testing_support::FileExists(dir / "conf")) << "the directory is created";
+  ASSERT_EQ(upnp_ini_set("ininame", "other.ini", 0), 0);
+  EXPECT_EQ(upnp_ini_file_name(), name) << "built once";
+
+  upnp_log_set_settings_read(0);
+  upnp_ini_read_settings(0);
+  EXPECT_EQ(upnp_log_settings_read(), 1) << "a missing file still ends start-up mode";
+
+  WriteFile(dir / "conf/orvane.ini", "language=de\n");
+  LogRecorder log;
+  upnp_ini_read_settings(0);
+  EXPECT_EQ(Get(UPNP_INI_LANGUAGE), "de");
+  EXPECT_TRUE(log.contains("reading ini settings from " + dir.path() + "/conf/orvane.ini"));
+}
+
+TEST_F(Settings, ExternalReaderDecidesTheReadFlag) {
+  upnp_ini_set_external_reader([](int32_t) -> int32_t { return 14; });
+  upnp_ini_read_settings(0);
+  EXPECT_EQ(upnp_log_settings_read(), 0);
+  upnp_ini_set_external_reader([](int32_t) -> int32_t { return upnp_ini_set("ip", "1.2.3.4", 0); });
+  upnp_ini_read_settings(0);
+  EXPECT_EQ(upnp_log_settings_read(), 1);
+  EXPECT_EQ(Get(UPNP_INI_IP), "1.2.3.4");
+  upnp_ini_set_external_reader(nullptr);
+}
+
+TEST_F(Settings, FileReadingOutOfMemoryLeavesNothing) {
+  TempDir dir;
+  WriteFile(dir / "a.ini", Utf16Le("friendlyname=x\nip=y\n"));
+  const int64_t before = g_memUsed;
+  const int64_t failing_runs = ForEachAllocationFailure([&] {
+    upnp_ini_file_read_properties_from_file((dir / "a.ini").c_str(), 0);
+    upnp_ini_set("friendlyname", nullptr, 0);
+    upnp_ini_set("ip", nullptr, 0);
+  });
+  EXPECT_GT(failing_runs, 2);
+  EXPECT_EQ(g_memUsed, before);
 }
 
 }  // namespace

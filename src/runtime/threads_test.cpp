@@ -12,11 +12,11 @@
 
 #include "runtime/memory.h"
 #include "runtime/settings.h"
-#include "testing/log_capture.h"
+#include "testing/log_recorder.h"
 
 namespace {
 
-using testing_support::LogCapture;
+using testing_support::LogRecorder;
 
 bool Eventually(const std::function<bool()>& pred) {
   for (int i = 0; i < 2000; ++i) {
@@ -43,7 +43,7 @@ class ThreadRegistry : public ::testing::Test {
     upnp_ini_set("stack_size", nullptr, 0);
     upnp_thread_table_wake_and_free();
   }
-  LogCapture log_;
+  LogRecorder log_;
 };
 
 TEST(ThreadRules, StackSizeAndPriority) {
@@ -198,7 +198,7 @@ TEST_F(ThreadRegistry, CreationFallbacks) {
       {2, EINVAL, false, "Failed to start thread with defaults - giving up"},
   };
   for (const auto& c : cases) {
-    LogCapture log;
+    LogRecorder log;
     fail_creates = c.fails;
     fail_error = c.error;
     upnp_thread_t thread = upnp_start_joinable_thread_impl(Nothing, nullptr, 5);

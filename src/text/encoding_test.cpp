@@ -6,7 +6,7 @@
 
 #include "runtime/memory.h"
 #include "runtime/memory_fail.h"
-#include "testing/log_capture.h"
+#include "testing/log_recorder.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ TEST(Utf16ToUtf8, KnownByteSequences) {
 }
 
 TEST(Utf16ToUtf8, SurrogatesAreTracedAndDropped) {
-  testing_support::LogCapture log;
+  testing_support::LogRecorder log;
   // "x", U+1F600 as the pair D83D DE00, "y"
   const std::string bytes("\xFF\xFE" "x\0\x3D\xD8\x00\xDE" "y\0\0\0", 12);
   char* out = upnp_string_utf16_to_utf8(bytes.data());

@@ -1,4 +1,4 @@
-// Test helper: sends the process log to a file in a scratch directory for the
+// Test helper: records the process log in a file to a file in a scratch directory for the
 // life of the object, with filtering off (start-up mode), so that a test can
 // look for the lines a module wrote. Tests only.
 #pragma once
@@ -10,15 +10,15 @@
 
 namespace testing_support {
 
-class LogCapture {
+class LogRecorder {
  public:
-  LogCapture() : path_(dir_ / "test-log.txt") {
+  LogRecorder() : path_(dir_ / "test-log.txt") {
     upnp_log_set_settings_read(0);
     upnp_log_open(path_.c_str());
   }
-  ~LogCapture() { upnp_log_open(nullptr); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogRecorder() { upnp_log_open(nullptr); }
+  LogRecorder(const LogRecorder&) = delete;
+  LogRecorder& operator=(const LogRecorder&) = delete;
 
   std::string text() const { return ReadFile(path_); }
   // How often `needle` occurs in the log so far.
