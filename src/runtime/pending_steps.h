@@ -31,11 +31,6 @@ void upnp_statistics_init(void);
 void upnp_statistics_stop(void);
 void upnp_statistics_release(void);
 
-int32_t upnp_wpl_prepare(void);
-void upnp_wpl_init(void);
-void upnp_wpl_stop(void);
-void upnp_wpl_release(void);
-
 int32_t upnp_string_pool_prepare(void);
 void upnp_string_pool_init(void);
 void upnp_string_pool_stop(void);
