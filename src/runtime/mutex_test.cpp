@@ -74,7 +74,8 @@ TEST_F(ProtocolMutex, OutOfMemoryLeavesHandleEmpty) {
     EXPECT_EQ(upnp_mutex_create_impl(&mutex_, 0, "m"), 8);
   }
   EXPECT_EQ(mutex_, nullptr);
-  EXPECT_TRUE(log_.contains("upnp_mutex_create_impl : Out of memory creating mutex"));
+  // With the heap failing, the log falls back to the bare message.
+  EXPECT_TRUE(log_.contains("Out of memory creating mutex"));
 }
 
 TEST_F(ProtocolMutex, ExcludesUnderContentionAndCreatedLocked) {

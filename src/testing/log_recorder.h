@@ -6,17 +6,14 @@
 #include <string>
 
 #include "runtime/log.h"
+#include "testing/log_capture.h"
 #include "testing/temp_dir.h"
 
 namespace testing_support {
 
 class LogRecorder {
  public:
-  LogRecorder() : path_(dir_ / "test-log.txt") {
-    upnp_log_set_settings_read(0);
-    upnp_log_open(path_.c_str());
-  }
-  ~LogRecorder() { upnp_log_open(nullptr); }
+  LogRecorder() : path_(dir_ / "test-log.txt"), capture_(path_) { upnp_log_set_settings_read(0); }
   LogRecorder(const LogRecorder&) = delete;
   LogRecorder& operator=(const LogRecorder&) = delete;
 
@@ -33,6 +30,7 @@ class LogRecorder {
  private:
   TempDir dir_;
   std::string path_;
+  LogCapture capture_;
 };
 
 }  // namespace testing_support
