@@ -1,10 +1,10 @@
 # A thin front door over CMake. Build trees: build/ (normal), build-asan/,
-# build-tsan/.
+# build-tsan/, build-arm/ (64-bit Arm cross-build, tests under qemu-user).
 JOBS ?= $(shell nproc)
 CMAKE ?= cmake
 PREFIX ?= /usr/local
 
-.PHONY: all build test demo asan tsan bench install clean
+.PHONY: all build test demo asan tsan arm-test bench install clean
 
 all: build
 
@@ -28,6 +28,13 @@ tsan:
 	@$(CMAKE) --build build-tsan -j $(JOBS)
 	cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
 
+# The boxes run 64-bit Arm: cross-build everything and run the suite there
+# under emulation (the toolchain file makes ctest go through qemu-user).
+arm-test:
+	@$(CMAKE) -S . -B build-arm -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/aarch64-linux-gnu.cmake >/dev/null
+	@$(CMAKE) --build build-arm -j $(JOBS)
+	cd build-arm && QEMU_LD_PREFIX=/usr/aarch64-linux-gnu ctest --output-on-failure -j $(JOBS)
+
 bench:
 	@$(CMAKE) -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DITUNES_IMPORT_BENCH=ON >/dev/null
 	@$(CMAKE) --build build-bench -j $(JOBS)
@@ -36,4 +43,4 @@ install: build
 	$(CMAKE) --install build --prefix $(PREFIX)
 
 clean:
-	rm -rf build build-asan build-tsan build-bench demo-out
+	rm -rf build build-asan build-tsan build-arm build-bench demo-out

@@ -1,5 +1,6 @@
 #include "runtime/memory.h"
 
+#include <inttypes.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -72,7 +73,7 @@ void* upnp_realloc(void* block, uint64_t new_size) {
     upnp_unlock(&mem_lock);
     return nullptr;
   }
-  if (g_memUsed < 0) fprintf(stderr, "upnp_realloc: g_memUsed < 0 (%ld)\n", static_cast<long>(g_memUsed));
+  if (g_memUsed < 0) fprintf(stderr, "upnp_realloc: g_memUsed < 0 (%" PRId64 ")\n", g_memUsed);
   g_memUsed += static_cast<int64_t>(new_size);
   if (g_memUsed > mem_peak) mem_peak = g_memUsed;
   upnp_unlock(&mem_lock);
@@ -103,7 +104,7 @@ void upnp_free(void* block) {
   const uint64_t size = block_size(block);
   upnp_lock(&mem_lock);
   g_memUsed -= static_cast<int64_t>(size);
-  if (g_memUsed < 0) fprintf(stderr, "upnp_free: g_memUsed < 0 (%ld)\n", static_cast<long>(g_memUsed));
+  if (g_memUsed < 0) fprintf(stderr, "upnp_free: g_memUsed < 0 (%" PRId64 ")\n", g_memUsed);
   upnp_unlock(&mem_lock);
   free(block_base(block));
 }

@@ -1,5 +1,6 @@
 #include "testing/temp_dir.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -59,6 +60,21 @@ std::vector<std::string> ListDir(const std::string& path) {
 
 RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
   RunResult result;
+  // Everything the child needs is built before fork: the child only calls
+  // async-signal-safe functions.
+  std::vector<char*> args;
+  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+#ifdef ITUNES_IMPORT_EMULATOR
+  // A cross-built program that the kernel cannot start by itself (no
+  // binfmt_misc registration for the target) runs through the emulator.
+  std::vector<std::string> emulator_words;
+  std::istringstream emulator(ITUNES_IMPORT_EMULATOR);
+  for (std::string word; emulator >> word;) emulator_words.push_back(word);
+  std::vector<char*> emulated;
+  for (auto& word : emulator_words) emulated.push_back(word.data());
+  emulated.insert(emulated.end(), args.begin(), args.end());
+#endif
   int fds[2];
   if (pipe(fds) != 0) return result;
   pid_t pid = fork();
@@ -68,10 +84,10 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
     close(fds[0]);
     close(fds[1]);
     if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(127);
-    std::vector<char*> args;
-    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
     execv(args[0], args.data());
+#ifdef ITUNES_IMPORT_EMULATOR
+    if (errno == ENOEXEC) execv(emulated[0], emulated.data());
+#endif
     _exit(127);
   }
   close(fds[1]);

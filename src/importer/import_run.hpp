@@ -1,0 +1,51 @@
+// The state of one import run and the steps that make it up. The run is
+// strictly sequential on the main thread: options, derived paths, library
+// check, work directory, three passes over the library, the final move.
+#pragma once
+
+#include <stddef.h>
+
+#include "importer/track_lists.hpp"
+
+struct upnp_file;
+
+namespace importer {
+
+// Paths and composed texts live in fixed buffers filled by bounded
+// formatting; a longer result is cut at 1023 characters.
+constexpr size_t kPathBufferSize = 1024;
+
+struct FolderList;
+class LineScanner;
+
+struct ImportRun {
+  char library_path[kPathBufferSize];
+  char database_dir[kPathBufferSize];
+  char playlist_dir[kPathBufferSize];
+  char work_dir[kPathBufferSize];
+  char temp_items_path[kPathBufferSize];
+  upnp_file* items_file;  // the temporary items file, open during the passes
+
+  AudiobookList audiobooks;  // pass 1: ids of the tracks of the "Audiobooks" playlist
+  FolderList* folders;       // pass 2: playlist folders, newest first
+  TrackList tracks;          // pass 3: every track that was not protected
+};
+
+// Pass 1: the track ids of the "Audiobooks" playlist.
+void read_audiobook_ids(ImportRun& run);
+// Pass 2: playlist folders and names.
+void read_playlist_folders(ImportRun& run);
+// Pass 3: every track into the items file; at the "<key>Playlists</key>"
+// line it hands its scanner to the playlist half.
+void read_tracks_and_playlists(ImportRun& run);
+// The playlist half of pass 3: reads on from the scanner to the end of the
+// file, writing the WPL files and the playlist list into the work directory.
+void write_playlists(ImportRun& run, LineScanner& scanner);
+// Frees the three in-memory lists of the passes.
+void free_import_lists(ImportRun& run);
+// Installs the items file, the WPL files and the playlist list; removes the
+// work directory and stale temporary files beside the library. Runs whether
+// or not the passes ran.
+void move_outputs_into_place(const ImportRun& run);
+
+}  // namespace importer
