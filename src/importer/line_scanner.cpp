@@ -1,10 +1,8 @@
 #include "importer/line_scanner.hpp"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <sched.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,32 +30,28 @@ LineScanner::LineScanner(LinePass pass, size_t block_size)
 LineScanner::~LineScanner() { close(); }
 
 bool LineScanner::open(const char* path) {
-  if (path == nullptr) return false;
   close();
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return false;
-  struct stat info;
-  if (fstat(fd, &info) != 0 || !start(fd, info.st_size, true)) {
-    ::close(fd);
+  upnp_file* file = upnp_file_open_read(path);
+  if (file == nullptr) return false;
+  if (!start(file, true)) {
+    upnp_file_close(file);
     return false;
   }
   return true;
 }
 
-bool LineScanner::attach(int fd, int64_t recorded_size) {
+bool LineScanner::attach(upnp_file* file) {
   close();
-  return fd >= 0 && start(fd, recorded_size, false);
+  return file != nullptr && file->fd >= 0 && start(file, false);
 }
 
-bool LineScanner::start(int fd, int64_t recorded_size, bool owns_fd) {
+bool LineScanner::start(upnp_file* file, bool owns_file) {
   block_ = static_cast<char*>(upnp_malloc(block_size_ + 1));
   if (block_ == nullptr) return false;
-  // Where an attached descriptor stands is where the pass continues.
-  const off_t offset = lseek(fd, 0, SEEK_CUR);
-  position_ = offset > 0 ? offset : 0;
-  fd_ = fd;
-  owns_fd_ = owns_fd;
-  size_ = recorded_size;
+  file_ = file;
+  owns_file_ = owns_file;
+  size_ = file->size;
+  position_ = file->position;
   begin_ = end_ = nul_at_ = 0;
   block_[0] = 0;
   saved_ = 0;
@@ -66,9 +60,17 @@ bool LineScanner::start(int fd, int64_t recorded_size, bool owns_fd) {
 }
 
 void LineScanner::close() {
-  if (owns_fd_ && fd_ >= 0) ::close(fd_);
-  fd_ = -1;
-  owns_fd_ = false;
+  if (file_ != nullptr) {
+    if (owns_file_) {
+      upnp_file_close(file_);
+    } else {
+      // Seeking a regular file to an offset inside it cannot fail; were it
+      // to, the handle would stand behind the bytes read ahead.
+      (void)upnp_file_seek(file_, position_, SEEK_SET);
+    }
+  }
+  file_ = nullptr;
+  owns_file_ = false;
   if (block_ != nullptr) upnp_free(block_);
   block_ = nullptr;
   begin_ = end_ = nul_at_ = 0;
@@ -76,7 +78,7 @@ void LineScanner::close() {
 }
 
 bool LineScanner::at_end() const {
-  return fd_ < 0 || position_ >= size_ || (drained_ && begin_ == end_);
+  return file_ == nullptr || position_ >= size_ || (drained_ && begin_ == end_);
 }
 
 void LineScanner::refill() {
@@ -86,7 +88,7 @@ void LineScanner::refill() {
     begin_ = 0;
   }
   while (end_ < read_size_ && !drained_) {
-    const ssize_t got = read(fd_, block_ + end_, block_size_ - end_);
+    const ssize_t got = read(file_->fd, block_ + end_, block_size_ - end_);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) {
       drained_ = true;

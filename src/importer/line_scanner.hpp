@@ -26,6 +26,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "runtime/file.h"
+
 namespace importer {
 
 enum class LinePass : uint8_t {
@@ -56,14 +58,14 @@ class LineScanner {
   LineScanner(const LineScanner&) = delete;
   LineScanner& operator=(const LineScanner&) = delete;
 
-  // Opens `path` read-only and records its size; the scanner closes it.
-  // False (and nothing open) when the file cannot be opened or stat'ed or the
-  // block cannot be allocated.
+  // Opens `path` with upnp_file_open_read (so a permission failure gets its
+  // diagnostic in the log); the scanner closes the handle. False, with
+  // nothing open, when the file cannot be opened or the block allocated.
   [[nodiscard]] bool open(const char* path);
-  // Reads an already open descriptor from its current offset, with the size
-  // recorded when it was opened (the file handle's size). The descriptor
-  // stays the caller's: close() leaves it open.
-  [[nodiscard]] bool attach(int fd, int64_t recorded_size);
+  // Reads on from where an open handle stands. The handle stays the
+  // caller's; close() moves it to just behind the last line handed out, as
+  // if every line had been read from it with upnp_file_gets.
+  [[nodiscard]] bool attach(upnp_file* file);
   void close();
 
   // True when the position has reached the recorded size, when nothing is
@@ -76,7 +78,7 @@ class LineScanner {
   [[nodiscard]] int64_t position() const { return position_; }
 
  private:
-  bool start(int fd, int64_t recorded_size, bool owns_fd);
+  bool start(upnp_file* file, bool owns_file);
   // Moves the unread bytes to the front and reads until at least read_size_
   // bytes are buffered or the file has no more.
   void refill();
@@ -90,10 +92,10 @@ class LineScanner {
   size_t end_ = 0;         // end of the buffered bytes
   size_t nul_at_ = 0;      // where the last chunk's NUL was written
   char saved_ = 0;         // the byte it replaced
-  int fd_ = -1;
-  bool owns_fd_ = false;
+  upnp_file* file_ = nullptr;
+  bool owns_file_ = false;
   bool drained_ = false;   // the descriptor gave 0 bytes or failed
-  int64_t size_ = 0;
+  int64_t size_ = 0;      // the handle's size at open time
   int64_t position_ = 0;
 };
 

@@ -115,10 +115,6 @@ static_assert(kTrackKeyMarkers.front().marker == "<key>Name</key>" &&
                   kTrackKeyMarkers.back().marker == "<key>Location</key>",
               "Name is tested first and Location last");
 
-[[nodiscard]] inline std::string_view track_key_marker(TrackKey key) {
-  return key == TrackKey::kNone ? std::string_view() : kTrackKeyMarkers[static_cast<size_t>(key)].marker;
-}
-
 // The first marker of the table (in table order) that occurs anywhere in the
 // C string `line`, or kNone; null gives kNone. Same answer as searching the
 // line for each marker in turn, at the cost of one scan for "<key>".
