@@ -8,6 +8,5 @@ void read_audiobook_ids(ImportRun&) {}
 void read_playlist_folders(ImportRun&) {}
 void read_tracks_and_playlists(ImportRun&) {}
 void free_import_lists(ImportRun&) {}
-void move_outputs_into_place(const ImportRun&) {}
 
 }  // namespace importer

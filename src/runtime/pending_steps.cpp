@@ -2,17 +2,6 @@
 
 extern "C" {
 
-int32_t upnp_thread_table_prepare(void) { return 0; }
-void upnp_thread_table_init(void) {}
-void upnp_thread_table_wake_and_free(void) {}
-void upnp_thread_pool_release(void) {}
-void upnp_thread_table_release(void) {}
-int32_t upnp_close_thread_sockets(void) { return 0; }
-void upnp_encoding_init(void) {}
-int32_t upnp_ini_prepare(void) { return 0; }
-void upnp_ini_init(void) {}
-void upnp_ini_stop(void) {}
-void upnp_ini_release(void) {}
 int32_t upnp_util_prepare(void) { return 0; }
 void upnp_util_init(void) {}
 void upnp_util_stop(void) {}
@@ -21,12 +10,6 @@ int32_t upnp_statistics_prepare(void) { return 0; }
 void upnp_statistics_init(void) {}
 void upnp_statistics_stop(void) {}
 void upnp_statistics_release(void) {}
-int32_t upnp_resource_prepare(void) { return 0; }
-void upnp_resource_init(void) {}
-void upnp_resource_stop(void) {}
-void upnp_resource_release(void) {}
-void upnp_translate_module_init(void) {}
-void upnp_translate_module_stop(void) {}
 int32_t upnp_string_pool_prepare(void) { return 0; }
 void upnp_string_pool_init(void) {}
 void upnp_string_pool_stop(void) {}

@@ -6,27 +6,11 @@
 
 #include <stdint.h>
 
-#include "runtime/file.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Thread table, protocol mutex state, general runtime lock, worker counter
- * and task queues. */
-int32_t upnp_thread_table_prepare(void);
-void upnp_thread_table_init(void);
-void upnp_thread_table_wake_and_free(void);
-void upnp_thread_pool_release(void);
-void upnp_thread_table_release(void);
-int32_t upnp_close_thread_sockets(void);
-
-void upnp_encoding_init(void);
-
-int32_t upnp_ini_prepare(void);
-void upnp_ini_init(void);
-void upnp_ini_stop(void);
-void upnp_ini_release(void);
 
 int32_t upnp_util_prepare(void);
 void upnp_util_init(void);
@@ -37,14 +21,6 @@ int32_t upnp_statistics_prepare(void);
 void upnp_statistics_init(void);
 void upnp_statistics_stop(void);
 void upnp_statistics_release(void);
-
-int32_t upnp_resource_prepare(void);
-void upnp_resource_init(void);
-void upnp_resource_stop(void);
-void upnp_resource_release(void);
-
-void upnp_translate_module_init(void);
-void upnp_translate_module_stop(void);
 
 int32_t upnp_string_pool_prepare(void);
 void upnp_string_pool_init(void);
