@@ -3,6 +3,8 @@
 JOBS ?= $(shell nproc)
 CMAKE ?= cmake
 PREFIX ?= /usr/local
+# Tests the ThreadSanitizer run covers (a ctest -R pattern): all of them.
+TSAN_TESTS ?= .
 
 .PHONY: all build test demo asan tsan arm-test bench install clean
 
