@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "runtime/memory.h"
@@ -33,6 +34,10 @@ class ThreadPool : public ::testing::Test {
   }
 };
 
+void WaitFor(const std::function<bool()>& done) {
+  for (int i = 0; i < 5000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 struct Load {
   std::atomic<int> active{0};
   std::atomic<int> most{0};
@@ -51,22 +56,22 @@ void Busy(void* argument) {
 }
 
 TEST_F(ThreadPool, LimitQueuesTheRestAndWorkersRetire) {
-  ASSERT_EQ(upnp_ini_set("maxthreads", "2", 0), 0);
-  Load load;
-  for (int i = 0; i < 24; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, i % 3), 0) << i;
-  for (int i = 0; i < 5000 && load.done < 24; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  EXPECT_EQ(load.done, 24);
-  EXPECT_LE(load.most, 2);
-}
-
-TEST_F(ThreadPool, NoLimitGivesEachTaskAWorker) {
-  Load load;
-  for (int i = 0; i < 6; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, 2), 0);
-  for (int i = 0; i < 5000 && load.done < 6; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  EXPECT_EQ(load.done, 6);
-  int64_t total = 0;
-  upnp_thread_counters(nullptr, nullptr, &total);
-  EXPECT_EQ(total, 6);
+  for (const char* limit : {"2", "0"}) {  // 0: no limit, every task gets a worker
+    ASSERT_EQ(upnp_ini_set("maxthreads", limit, 0), 0);
+    int64_t started = 0;
+    upnp_thread_counters(nullptr, nullptr, &started);
+    Load load;
+    for (int i = 0; i < 12; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, i % 3), 0) << limit;
+    WaitFor([&] { return load.done == 12; });
+    EXPECT_EQ(load.done, 12) << limit;
+    int64_t total = 0;
+    upnp_thread_counters(nullptr, nullptr, &total);
+    if (*limit == '2') {
+      EXPECT_LE(load.most, 2);
+    } else {
+      EXPECT_EQ(total - started, 12);
+    }
+  }
 }
 
 void Noop(void*) {}
@@ -80,7 +85,7 @@ struct Gate {
 void WaitAtGate(void* argument) {
   auto* gate = static_cast<Gate*>(argument);
   gate->entered = true;
-  while (!gate->open) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  WaitFor([gate] { return gate->open.load(); });
   gate->left = true;
 }
 
@@ -88,7 +93,7 @@ TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
   ASSERT_EQ(upnp_ini_set("maxthreads", "1", 0), 0);
   Gate gate;
   ASSERT_EQ(upnp_thread_pool_run(WaitAtGate, &gate, 1), 0);
-  while (!gate.entered) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  WaitFor([&] { return gate.entered.load(); });
   int marker = 0;
   ASSERT_EQ(upnp_thread_pool_run(Noop, &marker, 1), 0) << "queued behind the busy worker";
   EXPECT_EQ(upnp_thread_pool_next(0), nullptr);
@@ -100,7 +105,7 @@ TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
   EXPECT_EQ(upnp_thread_pool_next(1), nullptr);
   EXPECT_EQ(upnp_thread_pool_running(), 1);
   gate.open = true;
-  while (!gate.left) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  WaitFor([&] { return gate.left.load(); });
 }
 
 TEST_F(ThreadPool, RefusalsAndFailures) {
