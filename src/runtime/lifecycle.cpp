@@ -6,6 +6,7 @@
 #include "runtime/pending_steps.h"
 #include "runtime/server_modules.h"
 #include "runtime/time_format.h"
+#include "text/string_pool.h"
 
 int32_t runtime_prepared = 0;
 int32_t runtime_started = 0;

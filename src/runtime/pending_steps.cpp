@@ -34,9 +34,5 @@ int32_t upnp_wpl_prepare(void) { return 0; }
 void upnp_wpl_init(void) {}
 void upnp_wpl_stop(void) {}
 void upnp_wpl_release(void) {}
-int32_t upnp_string_pool_prepare(void) { return 0; }
-void upnp_string_pool_init(void) {}
-void upnp_string_pool_stop(void) {}
-void upnp_string_pool_release(void) {}
 
 }  // extern "C"

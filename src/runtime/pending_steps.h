@@ -53,11 +53,6 @@ void upnp_wpl_init(void);
 void upnp_wpl_stop(void);
 void upnp_wpl_release(void);
 
-int32_t upnp_string_pool_prepare(void);
-void upnp_string_pool_init(void);
-void upnp_string_pool_stop(void);
-void upnp_string_pool_release(void);
-
 #ifdef __cplusplus
 }  /* extern "C" */
 #endif

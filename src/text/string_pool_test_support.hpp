@@ -1,0 +1,44 @@
+// Test helpers for the string pool: a fixture that gives each test a fresh,
+// initialised pool and checks that clearing it returns every tracked byte.
+// Tests only.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <stdint.h>
+
+#include <utility>
+
+#include "runtime/memory.h"
+#include "text/string_pool.h"
+
+namespace string_pool_testing {
+
+inline uint32_t Add(const char* text, int32_t persistent = 0) {
+  StringPoolGuard guard;
+  return upnp_string_pool_add_locked(text, persistent);
+}
+
+// {refcount, persist_count}
+inline std::pair<uint32_t, uint32_t> Counts(uint32_t index) {
+  uint32_t refcount = 0, persist_count = 0;
+  upnp_string_pool_entry_counts(index, &refcount, &persist_count);
+  return {refcount, persist_count};
+}
+
+class StringPoolTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    baseline_ = g_memUsed;
+    ASSERT_EQ(upnp_string_pool_prepare(), 0);
+    upnp_string_pool_init();
+  }
+  void TearDown() override {
+    upnp_string_pool_stop();
+    upnp_string_pool_release();
+    EXPECT_EQ(g_memUsed, baseline_) << "clearing the pool frees everything it held";
+  }
+  int64_t baseline_ = 0;
+};
+
+}  // namespace string_pool_testing
