@@ -1,5 +1,6 @@
 #include "runtime/lifecycle.h"
 
+#include "importer/wpl.h"
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"

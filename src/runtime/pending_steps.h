@@ -48,10 +48,6 @@ void upnp_resource_release(void);
 void upnp_translate_module_init(void);
 void upnp_translate_module_stop(void);
 
-int32_t upnp_wpl_prepare(void);
-void upnp_wpl_init(void);
-void upnp_wpl_stop(void);
-void upnp_wpl_release(void);
 
 #ifdef __cplusplus
 }  /* extern "C" */

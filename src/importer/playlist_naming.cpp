@@ -1,0 +1,153 @@
+#include "importer/playlist_naming.hpp"
+
+#include <stdio.h>
+#include <string.h>
+#include <strings.h>
+
+#include <initializer_list>
+#include <iterator>
+
+#include "runtime/memory.h"
+#include "text/string_util.h"
+
+namespace importer {
+namespace {
+
+// Extensions are compared without regard to case. "mpeg4" and "mpeg2" can
+// never match, since extensions longer than four characters count as none;
+// they stay listed because the server's own table lists them.
+constexpr const char* kVideoExtensions[] = {
+    "mov", "mp4",   "m4v", "avi",  "xvid",  "divx", "3gp", "asf", "wmv",
+    "mkv", "mpeg4", "mpg", "mpeg", "mpeg2", "mts",  "m2ts", "ts",
+};
+constexpr const char* kPictureExtensions[] = {
+    "jpg", "jpe", "jpeg", "tiff", "tif", "gif", "png", "bmp",
+};
+static_assert(std::size(kVideoExtensions) == 17);
+static_assert(std::size(kPictureExtensions) == 8);
+constexpr size_t kLongestExtension = 4;
+
+// Characters that become '_' in a file-name base.
+constexpr std::string_view kUnsafeFileNameChars = " \\/+:*<>|@$\"'&?~";
+static_assert(kUnsafeFileNameChars.size() == 16);
+
+// A folder chain deeper than this is cut; it guards the walk against
+// parent cycles the library file should not hold but might.
+constexpr size_t kMaxFolderDepth = 256;
+
+template <size_t N>
+bool listed(const char* const (&table)[N], const char* extension) {
+  for (const char* entry : table) {
+    if (strcasecmp(entry, extension) == 0) return true;
+  }
+  return false;
+}
+
+const FolderList* find_folder(const FolderList* folders, std::string_view persistent_id) {
+  for (const FolderList* node = folders; node != nullptr; node = node->next) {
+    if (node->persistent_id != nullptr && persistent_id == node->persistent_id) return node;
+  }
+  return nullptr;
+}
+
+template <size_t N>
+void copy_text(char (&buffer)[N], std::string_view text) {
+  snprintf(buffer, N, "%.*s", static_cast<int>(text.size()), text.data());
+}
+
+}  // namespace
+
+void folder_list_push(FolderList*& head, const char* persistent_id, const char* parent_id,
+                      const char* name, uint32_t playlist_id) {
+  auto* node = static_cast<FolderList*>(upnp_malloc(sizeof(FolderList)));
+  if (node == nullptr) return;
+  node->persistent_id = persistent_id != nullptr ? upnp_strdup(persistent_id) : nullptr;
+  node->parent_id = parent_id != nullptr ? upnp_strdup(parent_id) : nullptr;
+  node->name = name != nullptr ? upnp_strdup(name) : nullptr;
+  node->playlist_id = playlist_id;
+  node->next = head;
+  head = node;
+}
+
+void folder_list_free(FolderList*& head) {
+  while (head != nullptr) {
+    FolderList* next = head->next;
+    for (char* text : {head->persistent_id, head->parent_id, head->name}) {
+      if (text != nullptr) upnp_free(text);
+    }
+    upnp_free(head);
+    head = next;
+  }
+}
+
+char media_kind_letter(const char* location) {
+  // An extension that holds a '.' or '/' (the fallbacks of the extension
+  // rule) matches no entry, so it counts as none as it should.
+  const char* extension = upnp_get_file_extension(location);
+  if (extension == nullptr || extension[0] == '\0' || strlen(extension) > kLongestExtension) return 'M';
+  if (listed(kVideoExtensions, extension)) return 'V';
+  if (listed(kPictureExtensions, extension)) return 'P';
+  return 'M';
+}
+
+void build_full_name(const FolderList* folders, std::string_view persistent_id,
+                     char (&name)[kPathBufferSize]) {
+  name[0] = '\0';
+  const FolderList* visited[kMaxFolderDepth];
+  size_t depth = 0;
+  std::string_view id = persistent_id;
+  while (depth < kMaxFolderDepth) {
+    const FolderList* node = find_folder(folders, id);
+    if (node == nullptr) return;
+    for (size_t i = 0; i < depth; ++i) {
+      if (visited[i] == node) return;  // a parent cycle: each folder counts once
+    }
+    visited[depth++] = node;
+    if (node->name != nullptr) {
+      if (name[0] == '\0') {
+        copy_text(name, node->name);
+      } else {
+        char joined[kPathBufferSize];
+        snprintf(joined, sizeof joined, "%s/%s", node->name, name);
+        memcpy(name, joined, sizeof joined);
+      }
+    }
+    if (node->parent_id == nullptr || id == node->parent_id) return;
+    id = node->parent_id;
+  }
+}
+
+void append_itunes_suffix(char (&name)[kPathBufferSize]) {
+  const size_t length = strnlen(name, sizeof name);
+  if (length >= sizeof name) return;
+  snprintf(name + length, sizeof name - length, "%s", " (iTunes)");
+}
+
+void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize]) {
+  snprintf(base, sizeof base, "%.*s##%c", static_cast<int>(name.size()), name.data(), kind);
+  for (char* c = base; *c != '\0'; ++c) {
+    if (kUnsafeFileNameChars.find(*c) != std::string_view::npos) *c = '_';
+  }
+}
+
+void wpl_file_path(std::string_view work_dir, std::string_view base,
+                   char (&path)[kPathBufferSize]) {
+  snprintf(path, sizeof path, "%.*s%ciTunes-playlist-%.*s.wpl", static_cast<int>(work_dir.size()),
+           work_dir.data(), '/', static_cast<int>(base.size()), base.data());
+}
+
+void playlist_list_path(std::string_view work_dir, char (&path)[kPathBufferSize]) {
+  snprintf(path, sizeof path, "%.*s%citunes.log", static_cast<int>(work_dir.size()),
+           work_dir.data(), '/');
+}
+
+bool is_ignored_playlist_name(std::string_view name) {
+  constexpr std::string_view kIgnored[] = {"smartplaylist", "Library", "Recently Added", "Music",
+                                           "Podcasts"};
+  for (std::string_view ignored : kIgnored) {
+    if (name == ignored) return true;
+  }
+  return false;
+}
+
+}  // namespace importer

@@ -1,0 +1,67 @@
+// Names of the playlist files the importer writes: the media kind letter of
+// a track location, the playlist's full name through its folder chain, and
+// the file-name base and paths built from them. Pure functions over texts
+// and fixed buffers; nothing here touches a file or takes a lock.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <string_view>
+
+#include "importer/import_run.hpp"
+
+namespace importer {
+
+// The file-name base lives in a buffer of this size; a longer base is cut
+// (even through its "##" kind suffix).
+constexpr size_t kWplBaseSize = 256;
+
+// One playlist or folder seen by the folder pass. Every text is an owned
+// tracked copy or null. New nodes go at the head, so the list is in reverse
+// file order and the first match in list order is the last in the file.
+struct FolderList {
+  char* persistent_id;
+  char* parent_id;
+  char* name;
+  uint32_t playlist_id;
+  FolderList* next;
+};
+
+// Puts a node with copies of the three texts (each may be null) at the head
+// of `head`. A failed allocation drops the node, or the one text whose copy
+// failed, silently.
+void folder_list_push(FolderList*& head, const char* persistent_id, const char* parent_id,
+                      const char* name, uint32_t playlist_id);
+// Frees every node and its texts; `head` becomes null.
+void folder_list_free(FolderList*& head);
+
+// 'V' for a video extension, 'P' for a picture extension, else 'M' (also
+// for no extension, a null location or an extension longer than four
+// characters).
+[[nodiscard]] char media_kind_letter(const char* location);
+
+// The playlist's full name "Folder/Subfolder/Playlist", built by following
+// parent identifiers from `persistent_id` through `folders`; empty when no
+// folder node carries that identifier. Cut at kPathBufferSize - 1 bytes.
+void build_full_name(const FolderList* folders, std::string_view persistent_id,
+                     char (&name)[kPathBufferSize]);
+
+// Appends " (iTunes)" to the name, cut to the buffer.
+void append_itunes_suffix(char (&name)[kPathBufferSize]);
+
+// "%s##%c" of the name and the kind letter with every character that a file
+// system or the server's URLs would trip over replaced by '_'.
+void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize]);
+
+// "<work_dir>/iTunes-playlist-<base>.wpl".
+void wpl_file_path(std::string_view work_dir, std::string_view base,
+                   char (&path)[kPathBufferSize]);
+// "<work_dir>/itunes.log", the list of the playlists made.
+void playlist_list_path(std::string_view work_dir, char (&path)[kPathBufferSize]);
+
+// Playlists that never become files: smart playlists (marked by that name)
+// and the library's own distinguished lists. Exact, case-sensitive.
+[[nodiscard]] bool is_ignored_playlist_name(std::string_view name);
+
+}  // namespace importer

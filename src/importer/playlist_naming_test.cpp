@@ -1,0 +1,160 @@
+#include "importer/playlist_naming.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "runtime/memory.h"
+#include "runtime/memory_fail.h"
+
+namespace importer {
+namespace {
+
+TEST(PlaylistNaming, MediaKindLetter) {
+  const struct {
+    const char* location;
+    char kind;
+  } cases[] = {
+      {"/m/a.mp3", 'M'},       {"/m/clip.MOV", 'V'},    {"/m/clip.m2ts", 'V'},
+      {"/m/clip.mpeg", 'V'},   {"/m/clip.Ts", 'V'},     {"a.ts", 'V'},
+      {"/m/photo.JPEG", 'P'},  {"/m/photo.tif", 'P'},   {"/m/cover.png", 'P'},
+      // Listed, but five characters long: kept unmatchable on purpose.
+      {"/m/clip.mpeg4", 'M'},  {"/m/clip.mpeg2", 'M'},
+      {"/m/noextension", 'M'}, {"", 'M'},               {"/m/a.b", 'M'},
+      {"/m/trailing.", 'M'},   {nullptr, 'M'},
+      // The dot belongs to a folder name.
+      {"/m.mov/file", 'M'},    {"/v.ts/", 'M'},
+      // A last part shorter than three characters gives way to the first dot
+      // among the last six characters: "ts.x" and "mov." are not listed.
+      {"/m/ab.ts.x", 'M'},     {"/m/odd.mov.", 'M'},    {"/m/x.y.mp4.z", 'M'},
+  };
+  for (const auto& c : cases) EXPECT_EQ(media_kind_letter(c.location), c.kind) << (c.location ? c.location : "null");
+}
+
+TEST(PlaylistNaming, FileBaseSanitisesAndAddsKind) {
+  const struct {
+    const char* name;
+    char kind;
+    const char* base;
+  } cases[] = {
+      {"Old: 80s/Rock (iTunes)", 'V', "Old__80s_Rock_(iTunes)##V"},
+      {"a\\b+c*d<e>f|g@h$i\"j'k&l?m~n", 'M', "a_b_c_d_e_f_g_h_i_j_k_l_m_n##M"},
+      {"Caf\xc3\xa9 #1", 'P', "Caf\xc3\xa9_#1##P"},
+      {"", 'M', "##M"},
+  };
+  for (const auto& c : cases) {
+    char base[kWplBaseSize];
+    wpl_file_base(c.name, c.kind, base);
+    EXPECT_STREQ(base, c.base) << c.name;
+  }
+}
+
+TEST(PlaylistNaming, LongNamesAreCutToTheirBuffers) {
+  char base[kWplBaseSize];
+  wpl_file_base(std::string(300, 'a'), 'V', base);
+  EXPECT_EQ(std::string(base), std::string(255, 'a')) << "the kind suffix is cut with the rest";
+
+  char name[kPathBufferSize];
+  const std::string long_name(1020, 'n');
+  snprintf(name, sizeof name, "%s", long_name.c_str());
+  append_itunes_suffix(name);
+  EXPECT_EQ(std::string(name), long_name + " (i");
+  snprintf(name, sizeof name, "Rock");
+  append_itunes_suffix(name);
+  EXPECT_STREQ(name, "Rock (iTunes)");
+}
+
+TEST(PlaylistNaming, Paths) {
+  char path[kPathBufferSize];
+  wpl_file_path("/db/itunes-import-temp", "Old__80s_Rock_(iTunes)##V", path);
+  EXPECT_STREQ(path, "/db/itunes-import-temp/iTunes-playlist-Old__80s_Rock_(iTunes)##V.wpl");
+  playlist_list_path("/db/itunes-import-temp", path);
+  EXPECT_STREQ(path, "/db/itunes-import-temp/itunes.log");
+}
+
+TEST(PlaylistNaming, IgnoredNames) {
+  for (const char* name : {"smartplaylist", "Library", "Recently Added", "Music", "Podcasts"})
+    EXPECT_TRUE(is_ignored_playlist_name(name)) << name;
+  for (const char* name : {"music", "Library ", "", "Rock"})
+    EXPECT_FALSE(is_ignored_playlist_name(name)) << name;
+}
+
+// Builds a folder list from rows given in file order (the list reverses it).
+struct Folder {
+  const char* id;
+  const char* parent;
+  const char* name;
+};
+class FolderChain {
+ public:
+  explicit FolderChain(std::initializer_list<Folder> rows) {
+    uint32_t playlist_id = 1;
+    for (const Folder& row : rows) folder_list_push(head_, row.id, row.parent, row.name, playlist_id++);
+  }
+  ~FolderChain() { folder_list_free(head_); }
+  std::string full_name(const char* id) const {
+    char name[kPathBufferSize];
+    build_full_name(head_, id, name);
+    return name;
+  }
+  const FolderList* head() const { return head_; }
+
+ private:
+  FolderList* head_ = nullptr;
+};
+
+TEST(PlaylistNaming, FullNameThroughNestedFolders) {
+  const FolderChain folders({
+      {"F1", nullptr, "Old: 80s"},
+      {"F2", "F1", "Live"},
+      {"P1", "F2", "Rock"},
+      {"P2", "F1", "Pop"},
+      {"P3", nullptr, "Top"},
+      {"U1", "F1", nullptr},         // a node without a name adds nothing
+      {"P4", "U1", "Under"},
+      {"S1", "S1", "Self"},          // its own parent
+      {"A", "B", "Ann"},             // A and B are each other's parent
+      {"B", "A", "Bob"},
+      {"P5", "GONE", "Orphan"},      // parent never recorded
+  });
+  const struct {
+    const char* id;
+    const char* full_name;
+  } cases[] = {
+      {"P1", "Old: 80s/Live/Rock"}, {"P2", "Old: 80s/Pop"}, {"P3", "Top"},
+      {"P4", "Old: 80s/Under"},     {"S1", "Self"},         {"A", "Bob/Ann"},
+      {"B", "Ann/Bob"},             {"P5", "Orphan"},       {"NONE", ""},
+      {"", ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(folders.full_name(c.id), c.full_name) << c.id;
+}
+
+TEST(PlaylistNaming, FullNameTakesTheFirstNodeInListOrder) {
+  // The same persistent id twice: the later line of the file sits first.
+  const FolderChain folders({{"P", nullptr, "Early"}, {"P", nullptr, "Late"}});
+  EXPECT_EQ(folders.full_name("P"), "Late");
+  EXPECT_EQ(folders.head()->playlist_id, 2u) << "new nodes go at the head";
+}
+
+TEST(PlaylistNaming, FullNameIsCutNotOverrun) {
+  const std::string long_name(700, 'x');
+  const FolderChain folders({{"F", nullptr, long_name.c_str()}, {"P", "F", long_name.c_str()}});
+  const std::string name = folders.full_name("P");
+  EXPECT_EQ(name.size(), kPathBufferSize - 1);
+  EXPECT_EQ(name.substr(0, 701), long_name + "/");
+}
+
+TEST(PlaylistNaming, FolderListLeavesNothingBehindWhenAllocationsFail) {
+  const int64_t before = upnp_mem_used();
+  ForEachAllocationFailure([] {
+    FolderList* head = nullptr;
+    folder_list_push(head, "id", "parent", "name", 7);
+    folder_list_push(head, nullptr, nullptr, "second", 8);
+    folder_list_free(head);
+    EXPECT_EQ(head, nullptr);
+  });
+  EXPECT_EQ(upnp_mem_used(), before);
+}
+
+}  // namespace
+}  // namespace importer

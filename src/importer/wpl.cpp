@@ -1,0 +1,313 @@
+#include "importer/wpl.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "runtime/locks.h"
+#include "runtime/memory.h"
+#include "text/xml_escape.h"
+
+namespace {
+
+constexpr int32_t kFailed = 14;
+// The slot array grows by this many slots at a time.
+constexpr uint32_t kSlotGrowth = 5;
+constexpr uint32_t kFirstEntryCapacity = 16;
+constexpr char kDefaultGenerator[] = "Orvane";
+
+struct WplEntry {
+  char* location;
+  char** attributes;  // entries made here carry none
+  uint32_t attribute_count;
+};
+
+struct WplPlaylist {
+  uint32_t type;
+  uint32_t source;
+  char* generator;
+  char* origin_file_name;
+  char* title;
+  uint32_t entry_count;
+  uint32_t entry_capacity;
+  WplEntry* entries;
+};
+
+struct PlaylistTable {
+  WplPlaylist** slots;  // identifier i lives in slots[i - 1]
+  uint32_t count;
+  uint32_t capacity;
+  bool initialised;
+};
+
+upnp_plain_lock* g_wpl_lock = nullptr;
+PlaylistTable g_table = {};
+
+void free_text(char* text) {
+  if (text != nullptr) upnp_free(text);
+}
+
+// A copy of an optional text; false when the text was given but could not
+// be copied.
+[[nodiscard]] bool copy_optional(const char* text, char*& copy) {
+  copy = text != nullptr ? upnp_strdup(text) : nullptr;
+  return text == nullptr || copy != nullptr;
+}
+
+void free_playlist(WplPlaylist* playlist) {
+  if (playlist == nullptr) return;
+  for (uint32_t i = 0; i < playlist->entry_count; ++i) {
+    WplEntry& entry = playlist->entries[i];
+    free_text(entry.location);
+    for (uint32_t a = 0; a < entry.attribute_count; ++a) free_text(entry.attributes[a]);
+    if (entry.attributes != nullptr) upnp_free(entry.attributes);
+  }
+  if (playlist->entries != nullptr) upnp_free(playlist->entries);
+  free_text(playlist->generator);
+  free_text(playlist->origin_file_name);
+  free_text(playlist->title);
+  upnp_free(playlist);
+}
+
+WplPlaylist* new_playlist(const char* title, uint32_t type, uint32_t source, const char* generator,
+                          const char* origin_file_name) {
+  auto* playlist = static_cast<WplPlaylist*>(upnp_calloc(1, sizeof(WplPlaylist)));
+  if (playlist == nullptr) return nullptr;
+  playlist->type = type;
+  playlist->source = source;
+  if (!copy_optional(title, playlist->title) || !copy_optional(generator, playlist->generator) ||
+      !copy_optional(origin_file_name, playlist->origin_file_name)) {
+    free_playlist(playlist);
+    return nullptr;
+  }
+  return playlist;
+}
+
+// Frees every playlist and the slot array. Called with the lock held.
+void clear_table() {
+  for (uint32_t i = 0; i < g_table.count; ++i) free_playlist(g_table.slots[i]);
+  if (g_table.slots != nullptr) upnp_free(g_table.slots);
+  g_table.slots = nullptr;
+  g_table.count = 0;
+  g_table.capacity = 0;
+}
+
+WplPlaylist* find_playlist(uint32_t identifier) {
+  if (identifier == 0 || identifier > g_table.count) return nullptr;
+  return g_table.slots[identifier - 1];
+}
+
+// An identifier in the table of the same title and type, or 0. Playlists
+// without title never merge.
+uint32_t find_same(const WplPlaylist& playlist) {
+  if (playlist.title == nullptr) return 0;
+  for (uint32_t i = 0; i < g_table.count; ++i) {
+    const WplPlaylist* other = g_table.slots[i];
+    if (other->type == playlist.type && other->title != nullptr &&
+        strcmp(other->title, playlist.title) == 0)
+      return i + 1;
+  }
+  return 0;
+}
+
+[[nodiscard]] bool grow_slots() {
+  const uint32_t capacity = g_table.capacity + kSlotGrowth;
+  auto* slots = static_cast<WplPlaylist**>(upnp_malloc(uint64_t{capacity} * sizeof(WplPlaylist*)));
+  if (slots == nullptr) return false;
+  if (g_table.slots != nullptr) {
+    memcpy(slots, g_table.slots, g_table.count * sizeof(WplPlaylist*));
+    upnp_free(g_table.slots);
+  }
+  g_table.slots = slots;
+  g_table.capacity = capacity;
+  return true;
+}
+
+[[nodiscard]] bool grow_entries(WplPlaylist& playlist) {
+  const uint32_t capacity =
+      playlist.entry_capacity == 0 ? kFirstEntryCapacity : playlist.entry_capacity * 2;
+  void* entries = upnp_malloc(uint64_t{capacity} * sizeof(WplEntry));
+  if (entries == nullptr) return false;
+  if (playlist.entries != nullptr) {
+    memcpy(entries, playlist.entries, playlist.entry_count * sizeof(WplEntry));
+    upnp_free(playlist.entries);
+  }
+  playlist.entries = static_cast<WplEntry*>(entries);
+  playlist.entry_capacity = capacity;
+  return true;
+}
+
+// Holds the playlist lock for a scope when the module is started.
+class TableLock {
+ public:
+  TableLock() : held_(upnp_lock(&g_wpl_lock) == 0) {}
+  ~TableLock() {
+    if (held_) upnp_unlock(&g_wpl_lock);
+  }
+  TableLock(const TableLock&) = delete;
+  TableLock& operator=(const TableLock&) = delete;
+  bool usable() const { return held_ && g_table.initialised; }
+
+ private:
+  bool held_;
+};
+
+const char* type_letter(uint32_t type) {
+  switch (type) {
+    case UPNP_WPL_TYPE_PICTURES: return "P";
+    case UPNP_WPL_TYPE_VIDEO: return "V";
+    case UPNP_WPL_TYPE_OTHER: return "X";
+    default: return "M";
+  }
+}
+
+const char* source_name(uint32_t source) {
+  switch (source) {
+    case UPNP_WPL_SOURCE_ITUNES: return "iTunes";
+    case UPNP_WPL_SOURCE_CDS: return "CDS";
+    case UPNP_WPL_SOURCE_ONLINE: return "online";
+    default: return "file";
+  }
+}
+
+// Appends to a growable string until the first failure, after which the
+// record is gone (the failing append freed it) and every later call is
+// ignored, so a failure cannot restart the text as a fresh record.
+class TextWriter {
+ public:
+  explicit TextWriter(upnp_string* text) : text_(text) {}
+  void add(const char* piece) {
+    if (!failed_) text_ = upnp_string_append(text_, piece);
+    failed_ = failed_ || text_ == nullptr;
+  }
+  void addf(const char* format, ...) __attribute__((format(printf, 2, 3))) {
+    char line[256];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    add(line);
+  }
+  // prefix, the escaped value (empty when it cannot be escaped), suffix.
+  void add_escaped(const char* prefix, const char* value, const char* suffix) {
+    char* escaped = upnp_xml_escape_text(value, 0);
+    add(prefix);
+    add(escaped != nullptr ? escaped : "");
+    add(suffix);
+    free_text(escaped);
+  }
+  bool failed() const { return failed_; }
+  upnp_string* text() const { return text_; }
+
+ private:
+  upnp_string* text_;
+  bool failed_ = false;
+};
+
+void render(const WplPlaylist& playlist, TextWriter& out) {
+  out.add("<?wpl version=\"1.0\"?>\n");
+  out.add("<smil>\n");
+  out.add("  <head>\n");
+  out.add("    <meta name=\"Generator\" content=\"");
+  out.add(playlist.generator != nullptr ? playlist.generator : kDefaultGenerator);
+  out.add("\"/>\n");
+  if (playlist.origin_file_name != nullptr)
+    out.add_escaped("    <meta name=\"OrigFilename\" content=\"", playlist.origin_file_name, "\"/>\n");
+  out.addf("    <meta name=\"ItemCount\" content=\"%d\"/>\n", static_cast<int>(playlist.entry_count));
+  out.addf("    <meta name=\"Type\" content=\"%s\"/>\n", type_letter(playlist.type));
+  out.addf("    <meta name=\"Source\" content=\"%s\"/>\n", source_name(playlist.source));
+  if (playlist.title != nullptr) out.add_escaped("    <title>", playlist.title, "</title>\n");
+  out.add("  </head>\n");
+  out.add("  <body>\n");
+  if (playlist.entry_count > 0) {
+    out.add("    <seq>\n");
+    for (uint32_t i = 0; i < playlist.entry_count; ++i)
+      out.add_escaped("      <media src=\"", playlist.entries[i].location, "\"/>\n");
+    out.add("    </seq>\n");
+  }
+  out.add("  </body>\n");
+  out.add("</smil>\n");
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const char* generator,
+                        const char* origin_file_name, uint32_t* identifier) {
+  if (identifier != nullptr) *identifier = 0;
+  WplPlaylist* playlist = new_playlist(title, type, source, generator, origin_file_name);
+  if (playlist == nullptr) return kFailed;
+
+  TableLock lock;
+  if (!lock.usable()) {
+    free_playlist(playlist);
+    return kFailed;
+  }
+  uint32_t id = find_same(*playlist);
+  if (id != 0) {
+    WplPlaylist* existing = g_table.slots[id - 1];
+    if (playlist->source == UPNP_WPL_SOURCE_CDS) existing->source = UPNP_WPL_SOURCE_CDS;
+    free_playlist(playlist);
+  } else {
+    if (g_table.count == g_table.capacity && !grow_slots()) {
+      free_playlist(playlist);
+      return kFailed;
+    }
+    g_table.slots[g_table.count++] = playlist;
+    id = g_table.count;
+  }
+  if (identifier != nullptr) *identifier = id;
+  return 0;
+}
+
+int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location) {
+  if (location == nullptr) return kFailed;
+  TableLock lock;
+  if (!lock.usable()) return kFailed;
+  WplPlaylist* playlist = find_playlist(identifier);
+  if (playlist == nullptr) return kFailed;
+  if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return kFailed;
+  char* copy = upnp_strdup(location);
+  if (copy == nullptr) return kFailed;
+  playlist->entries[playlist->entry_count++] = WplEntry{copy, nullptr, 0};
+  return 0;
+}
+
+int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text) {
+  if (text == nullptr) return kFailed;
+  TableLock lock;
+  if (!lock.usable()) return kFailed;
+  const WplPlaylist* playlist = find_playlist(identifier);
+  if (playlist == nullptr || playlist->title == nullptr) return kFailed;
+  TextWriter out(*text);
+  render(*playlist, out);
+  *text = out.text();
+  return out.failed() ? kFailed : 0;
+}
+
+void upnp_wpl_reset(void) {
+  TableLock lock;
+  clear_table();
+}
+
+int32_t upnp_wpl_prepare(void) {
+  if (upnp_lock_exists(&g_wpl_lock)) return 0;
+  return upnp_lock_create(&g_wpl_lock) == 0 ? 0 : kFailed;
+}
+
+void upnp_wpl_init(void) {
+  TableLock lock;
+  clear_table();
+  g_table.initialised = true;
+}
+
+void upnp_wpl_stop(void) {
+  TableLock lock;
+  clear_table();
+  g_table.initialised = false;
+}
+
+void upnp_wpl_release(void) { (void)upnp_lock_destroy(&g_wpl_lock); }
+
+}  // extern "C"

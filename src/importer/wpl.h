@@ -1,0 +1,76 @@
+/* The playlist table: process-wide playlist objects, identified from 1 (0
+ * means none), each a title, a type, a source and an ordered list of media
+ * locations, rendered as WPL (Windows Media playlist) text.
+ *
+ * Locking: the table and every object are guarded by one process-wide plain
+ * lock, created by upnp_wpl_prepare; every operation holds it for its whole
+ * duration and takes no other module's lock except the tracked allocator's
+ * (and that of the escaping it renders through).
+ *
+ * Ownership: the table owns copies of every text handed in.
+ * Failure: 14 is the status of every failing operation (module not started,
+ * unknown identifier, out of memory); nothing is logged. */
+#ifndef UPNP_IMPORTER_WPL_H
+#define UPNP_IMPORTER_WPL_H
+
+#include <stdint.h>
+
+#include "text/upnp_string.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Playlist types, written as the letters M, P, V and X. */
+enum {
+  UPNP_WPL_TYPE_MUSIC = 1,
+  UPNP_WPL_TYPE_PICTURES = 2,
+  UPNP_WPL_TYPE_VIDEO = 3,
+  UPNP_WPL_TYPE_OTHER = 4
+};
+
+/* Where a playlist came from, written as "file", "iTunes", "CDS", "online". */
+enum {
+  UPNP_WPL_SOURCE_FILE = 1,
+  UPNP_WPL_SOURCE_ITUNES = 2,
+  UPNP_WPL_SOURCE_CDS = 3,
+  UPNP_WPL_SOURCE_ONLINE = 4
+};
+
+/* Makes a playlist and enters it in the table; *identifier receives its
+ * identifier (0 on failure). A playlist of the same title (exact) and type
+ * already in the table absorbs the new one: its identifier is given back, so
+ * later entries go to it, and a CDS source carries over to it. With an origin
+ * file name and the CDS source, an empty marker file "<origin>.fromcds" is
+ * made beside it when missing. title, generator and origin may be null.
+ * 0, or 14 when out of memory or the module is not started. */
+int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const char* generator,
+                        const char* origin_file_name, uint32_t* identifier);
+
+/* Appends a copy of the location as the playlist's last entry. 0, or 14 for
+ * an unknown identifier, a null location or out of memory (the entry is
+ * dropped). */
+int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location);
+
+/* Appends the playlist's WPL text to *text (a null *text becomes a new
+ * record). 0, or 14 for an unknown identifier or an object without title
+ * (*text untouched) or when out of memory (the record is freed and *text set
+ * to null). Titles, origin file names and locations are XML-escaped; one that
+ * cannot be escaped is written empty. */
+int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text);
+
+/* Forgets every playlist: the next identifier is 1 again. */
+void upnp_wpl_reset(void);
+
+/* Start-up and shut-down steps: create the lock; start with an empty table;
+ * free the table; destroy the lock. */
+int32_t upnp_wpl_prepare(void);
+void upnp_wpl_init(void);
+void upnp_wpl_stop(void);
+void upnp_wpl_release(void);
+
+#ifdef __cplusplus
+}  /* extern "C" */
+#endif
+
+#endif /* UPNP_IMPORTER_WPL_H */
