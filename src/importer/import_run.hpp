@@ -5,6 +5,8 @@
 
 #include <stddef.h>
 
+#include "importer/track_lists.hpp"
+
 struct upnp_file;
 
 namespace importer {
@@ -13,9 +15,8 @@ namespace importer {
 // formatting; a longer result is cut at 1023 characters.
 constexpr size_t kPathBufferSize = 1024;
 
-struct AudiobookList;
 struct FolderList;
-struct TrackList;
+class LineScanner;
 
 struct ImportRun {
   char library_path[kPathBufferSize];
@@ -25,17 +26,21 @@ struct ImportRun {
   char temp_items_path[kPathBufferSize];
   upnp_file* items_file;  // the temporary items file, open during the passes
 
-  AudiobookList* audiobooks;  // pass 1: ids of tracks in the "Audiobooks" playlist
-  FolderList* folders;        // pass 2: playlist folders
-  TrackList* tracks;          // pass 3: ids of the tracks written
+  AudiobookList audiobooks;  // pass 1: ids of the tracks of the "Audiobooks" playlist
+  FolderList* folders;       // pass 2: playlist folders, newest first
+  TrackList tracks;          // pass 3: every track that was not protected
 };
 
 // Pass 1: the track ids of the "Audiobooks" playlist.
 void read_audiobook_ids(ImportRun& run);
 // Pass 2: playlist folders and names.
 void read_playlist_folders(ImportRun& run);
-// Pass 3: every track into the items file, then the playlists' WPL files.
+// Pass 3: every track into the items file; at the "<key>Playlists</key>"
+// line it hands its scanner to the playlist half.
 void read_tracks_and_playlists(ImportRun& run);
+// The playlist half of pass 3: reads on from the scanner to the end of the
+// file, writing the WPL files and the playlist list into the work directory.
+void write_playlists(ImportRun& run, LineScanner& scanner);
 // Frees the three in-memory lists of the passes.
 void free_import_lists(ImportRun& run);
 // Installs the items file, the WPL files and the playlist list; removes the

@@ -1,0 +1,78 @@
+// The writer of the record text form.
+#include "dbobject/object_text.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "dbobject/runtime_hooks.hpp"
+#include "text/upnp_string.h"
+
+namespace {
+
+constexpr uint32_t kLeadSize = 5;  // ">>>>\n"
+
+upnp_string* AppendHeader(upnp_string* text, int id, uint32_t length) {
+  // Lengths of 4096 or more give four or more digits, which the reader
+  // misparses; past 16 MiB the header is cut to nine characters.
+  char header[10];
+  if (snprintf(header, sizeof(header), "%02X%03X", static_cast<unsigned>(id), static_cast<unsigned>(length)) < 0) {
+    header[0] = '\0';
+  }
+  return upnp_string_append(text, header);
+}
+
+}  // namespace
+
+upnp_string* db_object_to_string(const db_object* record) {
+  if (record == nullptr) return nullptr;
+  upnp_string* text = upnp_string_append(nullptr, ">>>>\n");
+  for (int id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT && text != nullptr;
+       ++id) {
+    const char* value = record->value[id];
+    if (value == nullptr) continue;
+    if (id == DB_PROP_RES_ADDITIONAL) {
+      upnp_string* list = db_object_list_to_string(db_object_get_list(record));
+      if (list == nullptr) continue;
+      text = upnp_string_append_string(text, list);
+      upnp_string_free(list);
+      continue;
+    }
+    const auto length = static_cast<uint32_t>(strlen(value));
+    if (length == 0) continue;
+    text = AppendHeader(text, id, length);
+    text = upnp_string_append_bytes(text, value, length);
+    text = upnp_string_append(text, "\n");
+  }
+  return text;
+}
+
+upnp_string* db_object_list_to_string(const db_object_list* list) {
+  if (list == nullptr) return nullptr;
+  upnp_string* text = upnp_string_sprintf_append(nullptr, "%02X%03X\n", DB_PROP_RES_ADDITIONAL,
+                                                 static_cast<unsigned>(list->count));
+  db_object* const* children = db_object_list_children(const_cast<db_object_list*>(list));
+  for (int32_t i = 0; i < list->count && text != nullptr; ++i) {
+    upnp_string* child = db_object_to_string(children[i]);
+    if (child == nullptr || child->length < kLeadSize) {
+      upnp_string_free(child);
+      text = upnp_string_append(text, "57000\n");
+      continue;
+    }
+    // Inside a list a child's fields end with ":", so its own newlines go too.
+    for (uint32_t at = 0; at < child->length; ++at) {
+      if (child->data[at] == '\n') child->data[at] = ':';
+    }
+    text = AppendHeader(text, DB_PROP_RES_ADDITIONAL, child->length - kLeadSize);
+    text = upnp_string_append_bytes(text, child->data + kLeadSize, child->length - kLeadSize);
+    text = upnp_string_append(text, "\n");
+    upnp_string_free(child);
+  }
+  return text;
+}
+
+void db_object_write(const db_object* record, struct upnp_file* file) {
+  if (record == nullptr || file == nullptr) return;
+  upnp_string* text = db_object_to_string(record);
+  if (!upnp_string_is_empty(text)) dbobject::WriteToFile(file, text->data, text->length);
+  upnp_string_free(text);
+}

@@ -1,0 +1,159 @@
+#include "dbobject/record_reader.h"
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "dbobject/record_describe.hpp"
+#include "dbobject/setters.h"
+#include "runtime/log.h"
+#include "runtime/memory.h"
+#include "runtime/memory_fail.h"
+#include "testing/temp_dir.h"
+
+namespace {
+
+using testing_support::ReadFile;
+using testing_support::TempDir;
+
+db_object* Read(const std::string& text) {
+  return upnp_database_object_create_from_data(text.data(), static_cast<uint32_t>(text.size()));
+}
+
+class RecordReader : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    upnp_log_open((dir_ / "log.txt").c_str());
+    before_ = upnp_mem_used();
+  }
+  void TearDown() override {
+    upnp_log_open(nullptr);
+    EXPECT_EQ(upnp_mem_used(), before_);
+  }
+  std::string Log() const { return ReadFile(dir_ / "log.txt"); }
+
+  TempDir dir_;
+  int64_t before_ = 0;
+};
+
+TEST_F(RecordReader, Cases) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* expected;
+  } cases[] = {
+      {"lead only", ">>>>\n", "null"},
+      {"two fields", ">>>>\n03020object.item.audioItem.musicTrack\n14004Song\n",
+       "3=object.item.audioItem.musicTrack 20=Song "},
+      {"end marker", ">>>>\n14004Song\n00000", "20=Song "},
+      {"end marker stops later fields", ">>>>\n14004Song\n0000016003abc\n", "20=Song "},
+      {"empty value dropped", ">>>>\n14000\n16003abc\n", "22=abc "},
+      {"colon separators", "14001a:16001b:", "20=a 22=b "},
+      {"no lead", "14004Song\n", "20=Song "},
+      {"value holding a newline", ">>>>\n14003a\nb\n", "20=a\nb "},
+      {"lower-case hex", ">>>>\n1c001x\n", "28=x "},
+      {"bookmark skipped", ">>>>\n68003abc\n14001t\n", "20=t "},
+      {"child list", ">>>>\n57001\n5700C3C006/a.mp3:\n14001t\n", "20=t 87=[60=/a.mp3 ;] "},
+      {"empty child", ">>>>\n57002\n57000\n570074C001x:\n", "87=[null;76=x ;] "},
+      {"child normalised", ">>>>\n57001\n570073D001x:\n", "87=[96=x ;] "},
+      {"last field without separator", ">>>>\n14004Song", "20=Song "},
+      {"short tail ignored", ">>>>\n14004Song\n1400", "20=Song "},
+      {"setter normalises", ">>>>\n20002-3\n2100420\n", "32=0 "},
+      {"id FF is no property", ">>>>\nFF001x\n14001t\n", "20=t "},
+  };
+  for (const auto& c : cases) {
+    db_object* record = Read(c.text);
+    EXPECT_EQ(DescribeRecord(record), c.expected) << c.name;
+    db_object_free(record);
+  }
+}
+
+TEST_F(RecordReader, OverrunsAreCorruptionNotReads) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* expected;
+    const char* log;
+  } cases[] = {
+      {"value past the end", ">>>>\n14009Song\n", "null", "database corrupted, value size 9"},
+      {"second value past the end", ">>>>\n14001a\n16FFFb\n", "20=a ", "database corrupted, value size 4095"},
+      {"child past the end", ">>>>\n14001a\n57001\n57010x\n", "20=a ", "database corrupted, value size 16"},
+      {"missing children", ">>>>\n14001a\n57003\n570074C001x:\n", "20=a ", "database corrupted, value size 3"},
+      {"list header at the end", ">>>>\n14001a\n57001", "20=a ", "database corrupted, value size 1"},
+  };
+  for (const auto& c : cases) {
+    const std::string before = Log();
+    // Reading from a copy of exactly the text's size lets the sanitizer catch any overread.
+    std::vector<char> exact(c.text.begin(), c.text.end());
+    db_object* record = upnp_database_object_create_from_data(exact.data(), static_cast<uint32_t>(exact.size()));
+    EXPECT_EQ(DescribeRecord(record), c.expected) << c.name;
+    EXPECT_NE(Log().find(c.log, before.size()), std::string::npos) << c.name << "\n" << Log();
+    db_object_free(record);
+  }
+}
+
+TEST_F(RecordReader, ListsOnTheirOwn) {
+  db_object_list* list = db_object_list_from_string("57002\n5700C3C006/a.mp3:\n57000\n");
+  ASSERT_NE(list, nullptr);
+  ASSERT_EQ(list->count, 2);
+  EXPECT_EQ(DescribeRecord(db_object_list_children(list)[0]), "60=/a.mp3 ");
+  EXPECT_EQ(db_object_list_children(list)[1], nullptr);
+  db_object_list_free(list);
+  EXPECT_EQ(db_object_list_from_string("5700"), nullptr);
+  EXPECT_EQ(db_object_list_from_string(nullptr), nullptr);
+  uint32_t consumed = 99;
+  const std::string children = "570074C001x:\n";
+  list = db_object_list_create_from_data(children.data(), static_cast<uint32_t>(children.size()), 1, &consumed);
+  EXPECT_EQ(consumed, children.size());
+  db_object_list_free(list);
+  EXPECT_EQ(db_object_list_create_from_data(nullptr, 0, 1, &consumed), nullptr);
+  EXPECT_EQ(upnp_database_object_create_from_data(nullptr, 4), nullptr);
+  EXPECT_EQ(upnp_database_object_create_from_data("14001a", 0), nullptr);
+}
+
+TEST_F(RecordReader, OutOfMemoryLeavesNothingBehind) {
+  const std::string text = ">>>>\n03020object.item.audioItem.musicTrack\n14004Song\n57002\n5700C3C006/a.mp3:\n57000\n";
+  ForEachAllocationFailure([&] { db_object_free(Read(text)); });
+}
+
+TEST_F(RecordReader, SurvivesRandomAndMangledInput) {
+  std::mt19937 random(12345);
+  const std::string alphabet = "0123456789ABCDEF57:\n>";
+  const std::string good = ">>>>\n03020object.item.audioItem.musicTrack\n14004Song\n57002\n5700C3C006/a.mp3:\n57000\n";
+  for (int round = 0; round < 3000; ++round) {
+    std::string text;
+    if (round % 2 == 0) {
+      text.resize(random() % 80);
+      for (char& c : text) c = round % 4 == 0 ? alphabet[random() % alphabet.size()] : static_cast<char>(random());
+    } else {
+      text = good.substr(0, random() % (good.size() + 1));
+      for (int flips = random() % 4; flips > 0 && !text.empty(); --flips) {
+        text[random() % text.size()] = alphabet[random() % alphabet.size()];
+      }
+    }
+    std::vector<char> exact(text.begin(), text.end());
+    db_object_free(upnp_database_object_create_from_data(exact.data(), static_cast<uint32_t>(exact.size())));
+  }
+}
+
+// Replays the saved inputs of the reader's fuzz target.
+TEST_F(RecordReader, ReplaysFuzzCorpus) {
+  const std::string corpus = std::string(ITUNES_IMPORT_SOURCE_DIR) + "/fuzz/corpus/record_reader";
+  DIR* dir = opendir(corpus.c_str());
+  ASSERT_NE(dir, nullptr) << corpus;
+  int replayed = 0;
+  while (const dirent* entry = readdir(dir)) {
+    if (entry->d_name[0] == '.') continue;
+    const std::string text = ReadFile(corpus + "/" + entry->d_name);
+    std::vector<char> exact(text.begin(), text.end());
+    db_object_free(upnp_database_object_create_from_data(exact.data(), static_cast<uint32_t>(exact.size())));
+    ++replayed;
+  }
+  closedir(dir);
+  EXPECT_GT(replayed, 5);
+}
+
+}  // namespace
