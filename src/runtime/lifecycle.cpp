@@ -7,6 +7,7 @@
 #include "runtime/pending_steps.h"
 #include "runtime/server_modules.h"
 #include "runtime/time_format.h"
+#include "text/scheduler.h"
 #include "text/string_pool.h"
 
 int32_t runtime_prepared = 0;

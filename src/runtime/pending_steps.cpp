@@ -16,14 +16,6 @@ int32_t upnp_ini_prepare(void) { return 0; }
 void upnp_ini_init(void) {}
 void upnp_ini_stop(void) {}
 void upnp_ini_release(void) {}
-int32_t upnp_util_prepare(void) { return 0; }
-void upnp_util_init(void) {}
-void upnp_util_stop(void) {}
-void upnp_util_release(void) {}
-int32_t upnp_statistics_prepare(void) { return 0; }
-void upnp_statistics_init(void) {}
-void upnp_statistics_stop(void) {}
-void upnp_statistics_release(void) {}
 int32_t upnp_resource_prepare(void) { return 0; }
 void upnp_resource_init(void) {}
 void upnp_resource_stop(void) {}

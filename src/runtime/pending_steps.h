@@ -30,16 +30,6 @@ void upnp_ini_init(void);
 void upnp_ini_stop(void);
 void upnp_ini_release(void);
 
-int32_t upnp_util_prepare(void);
-void upnp_util_init(void);
-void upnp_util_stop(void);
-void upnp_util_release(void);
-
-int32_t upnp_statistics_prepare(void);
-void upnp_statistics_init(void);
-void upnp_statistics_stop(void);
-void upnp_statistics_release(void);
-
 int32_t upnp_resource_prepare(void);
 void upnp_resource_init(void);
 void upnp_resource_stop(void);
@@ -47,7 +37,6 @@ void upnp_resource_release(void);
 
 void upnp_translate_module_init(void);
 void upnp_translate_module_stop(void);
-
 
 #ifdef __cplusplus
 }  /* extern "C" */

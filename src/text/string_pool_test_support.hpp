@@ -7,6 +7,8 @@
 
 #include <stdint.h>
 
+#include <unistd.h>
+
 #include <utility>
 
 #include "runtime/memory.h"
@@ -40,5 +42,36 @@ class StringPoolTest : public ::testing::Test {
   }
   int64_t baseline_ = 0;
 };
+
+}  // namespace string_pool_testing
+
+#include <string>
+
+#include "runtime/file.h"
+#include "testing/temp_dir.h"
+
+namespace string_pool_testing {
+
+// The pool's image as the save writes it; empty when the save fails.
+inline std::string SaveImage(const testing_support::TempDir& dir, uint32_t* saved = nullptr,
+                             uint32_t* skipped = nullptr) {
+  const std::string path = dir / "pool.img";
+  ::unlink(path.c_str());
+  upnp_file* file = upnp_file_open_write(path.c_str());
+  const int32_t ok = upnp_string_pool_save(file, saved, skipped);
+  upnp_file_close(file);
+  return ok == 1 ? testing_support::ReadFile(path) : std::string();
+}
+
+// Restores `image` through a file; the result of the restore.
+inline int32_t RestoreImage(const testing_support::TempDir& dir, const std::string& image,
+                            uint32_t* restored = nullptr) {
+  const std::string path = dir / "restore.img";
+  testing_support::WriteFile(path, image);
+  upnp_file* file = upnp_file_open_read(path.c_str());
+  const int32_t ok = upnp_string_pool_restore(file, restored);
+  upnp_file_close(file);
+  return ok;
+}
 
 }  // namespace string_pool_testing
