@@ -22,3 +22,7 @@ runtime=$(ls "$root"/src/runtime/*.cpp "$root"/src/text/*.cpp 2>/dev/null | grep
 # shellcheck disable=SC2086
 $CXX $flags -o "$out/record_reader_fuzz" "$here/record_reader_fuzz.cpp" $sources $runtime -lpthread
 echo "built $out/record_reader_fuzz"
+# The string pool restore needs only the runtime and text modules.
+# shellcheck disable=SC2086
+$CXX $flags -o "$out/string_pool_restore_fuzz" "$here/string_pool_restore_fuzz.cpp" $runtime -lpthread
+echo "built $out/string_pool_restore_fuzz"

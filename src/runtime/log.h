@@ -80,6 +80,9 @@ void upnp_log_set_settings_read(int32_t flag);
 int32_t upnp_log_settings_read(void);
 /* Whether background threads may be started (init to stop phase). */
 void upnp_log_set_threads_permitted(int32_t flag);
+/* How many clean-ups of old rotated parts are still running (they run on
+ * threads of their own after a rotation); shut-down and tests wait on it. */
+int32_t upnp_log_cleanups_running(void);
 
 /* Start-up and shut-down steps. */
 int32_t upnp_log_prepare(void);

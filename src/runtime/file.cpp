@@ -1,0 +1,170 @@
+#include "runtime/file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "runtime/file_system.h"
+#include "runtime/locks.h"
+#include "runtime/memory.h"
+#include "runtime/permission_report.h"
+
+namespace {
+
+// Reserved for the open-file slot table, which nothing in this program
+// fills; created and destroyed with the other module locks all the same.
+upnp_plain_lock* file_lock = nullptr;
+
+// The three descriptor-level opens. A refused open explains itself in the
+// log when it was a matter of rights; errno survives for the caller.
+int open_descriptor(const char* path, int flags) {
+  const int fd = open(path, flags | O_CLOEXEC, 0644);
+  if (fd < 0) {
+    const int saved = errno;
+    upnp_file_diagnose(path);
+    errno = saved;
+  }
+  return fd;
+}
+
+// Wraps a descriptor in a handle; on failure closes it and yields null.
+upnp_file* make_handle(int fd, const char* path) {
+  if (fd < 0) return nullptr;
+  auto* file = static_cast<upnp_file*>(upnp_calloc(1, sizeof(upnp_file)));
+  char* copy = file != nullptr ? upnp_strdup(path) : nullptr;
+  if (copy == nullptr) {
+    const int saved = errno;
+    TrackedFree()(file);
+    close(fd);
+    errno = saved;
+    return nullptr;
+  }
+  file->fd = fd;
+  file->path = copy;
+  return file;
+}
+
+int64_t size_of(const char* path, bool* ok) {
+  upnp_file_info info;
+  *ok = upnp_file_stat(path, &info) == 0;
+  return *ok ? info.size : 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+upnp_file* upnp_file_open_read(const char* path) {
+  if (path == nullptr) return nullptr;
+  upnp_file* file = make_handle(open_descriptor(path, O_RDONLY), path);
+  if (file == nullptr) return nullptr;
+  bool ok;
+  file->size = size_of(path, &ok);
+  if (!ok) {
+    upnp_file_close(file);
+    return nullptr;
+  }
+  return file;
+}
+
+upnp_file* upnp_file_open_append(const char* path) {
+  if (path == nullptr) return nullptr;
+  upnp_file* file = make_handle(open_descriptor(path, O_RDWR | O_CREAT | O_APPEND), path);
+  if (file == nullptr) return nullptr;
+  bool ok;
+  file->size = size_of(path, &ok);
+  return file;
+}
+
+upnp_file* upnp_file_open_write(const char* path) {
+  if (path == nullptr) return nullptr;
+  return make_handle(open_descriptor(path, O_WRONLY | O_CREAT), path);
+}
+
+void upnp_file_close(upnp_file* file) {
+  if (file == nullptr) return;
+  upnp_free(file->path);
+  if (file->fd >= 0) close(file->fd);
+  upnp_file_buffer* node = file->buffers;
+  while (node != nullptr) {
+    upnp_file_buffer* next = node->next;
+    upnp_free(node->data);
+    upnp_free(node);
+    node = next;
+  }
+  upnp_free(file);
+}
+
+int64_t upnp_file_read(upnp_file* file, void* buffer, uint64_t length) {
+  if (file == nullptr) return -1;
+  const ssize_t got = read(file->fd, buffer, length);
+  if (got > 0) file->position += got;
+  return got;
+}
+
+int64_t upnp_file_write(upnp_file* file, const void* buffer, uint64_t length) {
+  if (file == nullptr) return -1;
+  return write(file->fd, buffer, length);
+}
+
+int64_t upnp_file_seek(upnp_file* file, int64_t offset, int32_t whence) {
+  if (file == nullptr) return -1;
+  const off_t now = lseek(file->fd, offset, whence);
+  if (now < 0) return -1;
+  file->position = now;
+  return now;
+}
+
+int32_t upnp_file_eof(upnp_file* file) {
+  if (file == nullptr) return 1;
+  return file->position >= file->size ? 1 : 0;
+}
+
+char* upnp_file_gets(char* buffer, int32_t size, upnp_file* file) {
+  if (buffer == nullptr || file == nullptr) return nullptr;
+  if (size <= 0) return buffer;
+  memset(buffer, 0, static_cast<size_t>(size));
+  const int64_t got = upnp_file_read(file, buffer, static_cast<uint64_t>(size));
+  if (got <= 0) return buffer;
+  // The first byte is never taken as the end of the line unless it is the
+  // newline itself, so an empty line comes back as "\n" alone.
+  int64_t end = 0;
+  if (buffer[0] != '\n') {
+    const void* newline = got > 1 ? memchr(buffer + 1, '\n', static_cast<size_t>(got - 1)) : nullptr;
+    if (newline == nullptr) return buffer;
+    end = static_cast<const char*>(newline) - buffer;
+  }
+  upnp_file_seek(file, end + 1 - got, SEEK_CUR);
+  if (size > end + 1) buffer[end + 1] = '\0';
+  return buffer;
+}
+
+int32_t upnp_file_sync(upnp_file* file) {
+  if (file == nullptr) return -1;
+  return fsync(file->fd);
+}
+
+int32_t upnp_file_attach_buffer(upnp_file* file, void* data) {
+  if (file == nullptr || data == nullptr) return -1;
+  auto* node = static_cast<upnp_file_buffer*>(upnp_malloc(sizeof(upnp_file_buffer)));
+  if (node == nullptr) return -1;
+  node->data = data;
+  node->next = file->buffers;
+  file->buffers = node;
+  return 0;
+}
+
+int32_t upnp_file_prepare(void) {
+  if (upnp_lock_exists(&file_lock)) return 0;
+  return upnp_lock_create(&file_lock) == 0 ? 0 : 14;
+}
+
+void upnp_file_init(void) {}
+
+void upnp_file_release(void) {
+  if (upnp_lock_exists(&file_lock)) upnp_lock_destroy(&file_lock);
+}
+
+}  // extern "C"

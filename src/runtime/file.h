@@ -1,0 +1,87 @@
+/* File handles: the only way the rest of the system reads and writes files.
+ * A handle remembers its path, the file's size when it was opened and a
+ * position that follows seeks and reads (not writes). There is no user-space
+ * buffering: every read and write is one system call.
+ *
+ * Every function accepts null and answers with the neutral value stated
+ * below. The open functions report nothing themselves except the permission
+ * diagnostic (permission_report.h) when the open call fails; errno is kept
+ * as the failed call left it, so callers can log it. */
+#ifndef UPNP_RUNTIME_FILE_H
+#define UPNP_RUNTIME_FILE_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One node of the chain of buffers a handle owns until it is closed. */
+typedef struct upnp_file_buffer {
+  void* data;
+  struct upnp_file_buffer* next;
+} upnp_file_buffer;
+
+typedef struct upnp_file {
+  int32_t fd;                 /* -1 when not open */
+  int64_t size;               /* size at open time; 0 when it could not be read */
+  int64_t position;           /* moved by seek and read, deliberately not by write */
+  upnp_file_buffer* buffers;  /* tracked blocks released at close */
+  char* path;                 /* owned copy of the path opened */
+} upnp_file;
+
+/* Read-only; fails (null) when the size cannot be read either. */
+upnp_file* upnp_file_open_read(const char* path);
+/* Read-write, appending, created with mode 0644; size 0 when stat fails. */
+upnp_file* upnp_file_open_append(const char* path);
+/* Write-only, created with mode 0644, NOT truncated: a shorter content
+ * leaves the old tail in place, so callers wanting a fresh file unlink it
+ * first. size stays 0. */
+upnp_file* upnp_file_open_write(const char* path);
+/* Releases the path copy, the descriptor, the buffer chain and the handle. */
+void upnp_file_close(upnp_file* file);
+
+/* Bytes read as the read call returns them (-1 on failure); -1 for null. */
+int64_t upnp_file_read(upnp_file* file, void* buffer, uint64_t length);
+/* Bytes written (-1 on failure); -1 for null. */
+int64_t upnp_file_write(upnp_file* file, const void* buffer, uint64_t length);
+/* New position, or -1 (the stored position is then kept). */
+int64_t upnp_file_seek(upnp_file* file, int64_t offset, int32_t whence);
+/* 1 when the position is at or past the size at open time; 1 for null. */
+int32_t upnp_file_eof(upnp_file* file);
+/* Reads one line, newline included, into buffer (zero-filled first) and
+ * leaves the file just behind it. A line longer than size comes back in
+ * pieces; when exactly size bytes come back there is no terminating NUL,
+ * so pass one byte less than the buffer holds. Returns buffer (empty at the
+ * end of the file), null for a null buffer or handle. */
+char* upnp_file_gets(char* buffer, int32_t size, upnp_file* file);
+/* fsync's result; -1 for null. */
+int32_t upnp_file_sync(upnp_file* file);
+/* Hands a tracked block to the handle, which frees it at close. 0, or -1
+ * for null arguments or when the chain node cannot be allocated (the block
+ * then stays the caller's). */
+int32_t upnp_file_attach_buffer(upnp_file* file, void* data);
+
+/* Start-up and shut-down steps: the module's lock. prepare returns 0 or 14. */
+int32_t upnp_file_prepare(void);
+void upnp_file_init(void);
+void upnp_file_release(void);
+
+#ifdef __cplusplus
+}  /* extern "C" */
+
+/* Closes a handle at the end of a scope. */
+class FileCloser {
+ public:
+  explicit FileCloser(upnp_file* file) : file_(file) {}
+  ~FileCloser() { upnp_file_close(file_); }
+  FileCloser(const FileCloser&) = delete;
+  FileCloser& operator=(const FileCloser&) = delete;
+  upnp_file* get() const { return file_; }
+
+ private:
+  upnp_file* file_;
+};
+#endif
+
+#endif /* UPNP_RUNTIME_FILE_H */

@@ -1,0 +1,145 @@
+// Rotation of the log file past 1 MiB and the clean-up that keeps at most
+// five rotated parts beside the current file.
+#include <pthread.h>
+#include <stdio.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "runtime/file_system.h"
+#include "runtime/log.h"
+#include "runtime/log_state.hpp"
+#include "runtime/memory.h"
+#include "runtime/time_format.h"
+#include "text/string_util.h"
+
+namespace upnp::log {
+namespace {
+
+// Names of parts that could not be deleted, so that later clean-ups do not
+// stop at them again. The clean-up thread works while the log may be closed
+// (which frees the list), so the list has a guard of its own that, unlike
+// the log lock, is never destroyed.
+std::mutex skip_mutex;
+upnp_string* skip_list = nullptr;
+
+std::atomic<int32_t> cleanups_running{0};
+
+bool in_skip_list(const char* name) {
+  std::lock_guard<std::mutex> guard(skip_mutex);
+  const char* names = upnp_string_get(skip_list);
+  return names != nullptr && strstr(names, name) != nullptr;
+}
+
+void add_to_skip_list(const char* name) {
+  std::lock_guard<std::mutex> guard(skip_mutex);
+  skip_list = upnp_string_append(skip_list, name);
+}
+
+// One scan of the directory: deletes the oldest part when more than five
+// are there. Returns whether another scan is due.
+bool remove_oldest_part(const char* directory, const char* current_name) {
+  int count = 0;
+  int64_t oldest_time = 0;
+  char oldest_path[2048] = {};
+  char oldest_name[1024] = {};
+  for (upnp_file_find* find = upnp_file_find_first_file(directory); find != nullptr;
+       find = upnp_file_find_next_file(find)) {
+    if (in_skip_list(find->name)) continue;
+    upnp_file_info info;
+    if (upnp_file_stat(find->path, &info) != 0 || S_ISDIR(info.mode)) continue;
+    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, current_name) == 0) continue;
+    ++count;
+    if (count == 1 || info.modified < oldest_time) {
+      oldest_time = info.modified;
+      snprintf(oldest_path, sizeof oldest_path, "%s", find->path);
+      snprintf(oldest_name, sizeof oldest_name, "%s", find->name);
+    }
+  }
+  if (count <= kPartsKept) return false;
+  upnp_file_unlink(oldest_path);
+  if (upnp_file_exists(oldest_path)) {
+    add_to_skip_list(oldest_name);
+    return false;
+  }
+  return count != kPartsKept + 1;
+}
+
+void* remove_old_parts(void* argument) {
+  TrackedPtr<char> directory(static_cast<char*>(argument));
+  if (char* slash = strrchr(directory.get(), '/')) {
+    *slash = '\0';
+    const char* current_name = slash + 1;
+    while (remove_oldest_part(directory.get(), current_name)) {
+    }
+  }
+  directory.reset();
+  cleanups_running.fetch_sub(1);
+  return nullptr;
+}
+
+// The one place that starts a background thread for the log, detached at
+// once. It moves onto the thread registry (priority class 5, named
+// "log_remove_old_parts") once that exists.
+int32_t start_detached(void* (*routine)(void*), void* argument) {
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return 14;
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  pthread_t thread;
+  const int error = pthread_create(&thread, &attributes, routine, argument);
+  pthread_attr_destroy(&attributes);
+  return error == 0 ? 0 : 14;
+}
+
+}  // namespace
+
+int32_t start_parts_cleanup(const char* file_name) {
+  char* copy = upnp_strdup(file_name);
+  // Without a copy the clean-up has nothing to work on: it ends at once.
+  if (copy == nullptr) return 0;
+  cleanups_running.fetch_add(1);
+  if (start_detached(&remove_old_parts, copy) != 0) {
+    upnp_free(copy);
+    cleanups_running.fetch_sub(1);
+    return 14;
+  }
+  return 0;
+}
+
+void forget_skip_list() {
+  std::lock_guard<std::mutex> guard(skip_mutex);
+  upnp_string_free_ref(&skip_list);
+}
+
+void rotate_locked() {
+  TrackedPtr<char> base(upnp_strdup(state.file_name));
+  if (base == nullptr) {
+    // Rotation waits for the next clean-up; the file keeps growing meanwhile.
+    state.parts_pending = 1;
+    return;
+  }
+  if (char* suffix = strstr(base.get(), "-log.txt")) *suffix = '\0';
+  char stamp[32] = {};
+  upnp_time_format_iso_local(time(nullptr), stamp, sizeof stamp);
+  for (char* c = stamp; *c != '\0'; ++c) {
+    if (*c == ':' || *c == 'T') *c = '-';
+  }
+  char part_name[kFileNameSize];
+  snprintf(part_name, sizeof part_name, "%s-%s-log.txt", base.get(), stamp);
+  upnp_file_close(state.file);
+  // A failed rename goes unnoticed: the old file is then reopened without
+  // truncation and overwritten from its start, as the system always did.
+  upnp_file_rename(state.file_name, part_name);
+  state.file = upnp_file_open_write(state.file_name);
+  if (state.file == nullptr) printf("can't open log file (%s)\n", state.file_name);
+  state.size = 0;
+  state.parts_pending = 1;
+}
+
+}  // namespace upnp::log
+
+extern "C" int32_t upnp_log_cleanups_running(void) { return upnp::log::cleanups_running.load(); }

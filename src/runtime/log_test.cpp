@@ -1,0 +1,229 @@
+#include "runtime/log.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "runtime/memory.h"
+#include "runtime/memory_fail.h"
+#include "testing/log_capture.h"
+#include "testing/temp_dir.h"
+
+namespace {
+
+using testing_support::LogCapture;
+using testing_support::ReadFile;
+using testing_support::TempDir;
+
+// Lines of the log file without their headers ("... <tag> - <category>: ").
+std::vector<std::string> Bodies(const std::string& path) {
+  static const std::regex header(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  *\d+ (\[\w+\] - \w+: .*)$)");
+  std::vector<std::string> bodies;
+  const std::string text = ReadFile(path);
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    const std::string line = text.substr(start, end - start);
+    std::smatch match;
+    bodies.push_back(std::regex_match(line, match, header) ? match[1].str() : line);
+    start = end + 1;
+  }
+  return bodies;
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(LogFilter, FollowsMaskLevelAndStartupMode) {
+  struct Case {
+    int32_t settings_read;
+    uint32_t mask;
+    int32_t threshold;
+    int32_t level;
+    int32_t category;
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {0, 0, 4, UPNP_LOG_DEBUG, LOG_HTTP, 1},       // before the settings everything passes
+      {0, 128, 4, UPNP_LOG_INFO, LOG_PLUGIN, 0},    // ...but a masked category still meets the level
+      {1, 0, 4, UPNP_LOG_ERROR, LOG_SYSTEM, 0},     // mask 0: only critical and important
+      {1, 0, 4, UPNP_LOG_CRITICAL, LOG_SYSTEM, 1},  //
+      {1, 0, 4, UPNP_LOG_IMPORTANT, LOG_SYSTEM, 1}, //
+      {1, 128, 4, UPNP_LOG_INFO, LOG_PLUGIN, 0},    //
+      {1, 128, 4, UPNP_LOG_ERROR, LOG_PLUGIN, 1},   //
+      {1, 128, 4, UPNP_LOG_ERROR, LOG_SYSTEM, 0},   // outside the mask
+      {1, 129, 0, UPNP_LOG_DEBUG, LOG_SYSTEM, 1},   //
+      {1, 128, 6, UPNP_LOG_CRITICAL, LOG_PLUGIN, 0}, // in the mask the level rules
+  };
+  for (const Case& c : cases) {
+    upnp_log_set_settings_read(c.settings_read);
+    upnp_log_set_mask(c.mask);
+    upnp_log_set_level(c.threshold);
+    EXPECT_EQ(upnp_log_should_write(c.level, c.category), c.expected)
+        << "read " << c.settings_read << " mask " << c.mask << " threshold " << c.threshold << " level " << c.level
+        << " category " << c.category;
+  }
+  upnp_log_set_settings_read(0);
+  upnp_log_set_mask(0);
+  upnp_log_set_level(4);
+}
+
+TEST(LogLine, HeaderCarriesStampBytesTagAndCategory) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  upnp_log_set_mask(LOG_PLUGIN);
+  upnp_log_set_settings_read(1);
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, "itunes_main", 0, "cannot open %s", "file");
+  const std::regex line(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  ( *\d+) \[Error\] - LOG_PLUGIN: itunes_main : cannot open file\n)");
+  std::smatch match;
+  const std::string text = ReadFile(dir / "log.txt");
+  ASSERT_TRUE(std::regex_match(text, match, line)) << text;
+  EXPECT_GE(match[1].str().size(), 8u) << "the byte count is padded to eight places";
+}
+
+TEST(LogLine, FiltersAfterTheSettingsAreRead) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  upnp_log(UPNP_LOG_DEBUG, LOG_HTTP, "f", 0, "startup debug");
+  upnp_log_set_settings_read(1);
+  upnp_log_set_mask(LOG_PLUGIN);
+  upnp_log_set_level(4);
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, "f", 0, "dropped info");
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, "f", 0, "kept error");
+  upnp_log(UPNP_LOG_ERROR, LOG_HTTP, "f", 0, "dropped, other category");
+  upnp_log(UPNP_LOG_IMPORTANT, LOG_HTTP, "f", 0, "important");
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, nullptr, 0, "no function");
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, nullptr, 0, "%s", "");
+  EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Startup] - LOG_HTTP: f : startup debug",
+                                            "[Error] - LOG_PLUGIN: f : kept error",
+                                            "[Important] - LOG_HTTP: f : important", "[Error] - LOG_PLUGIN: "}));
+}
+
+TEST(LogLine, ErrnoLineFollowsErrorsOnly) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  EXPECT_LT(open((dir / "missing").c_str(), O_RDONLY), 0);
+  upnp_log(UPNP_LOG_ERROR, LOG_SYSTEM, "f", 1, "x");
+  errno = 0;
+  upnp_log(UPNP_LOG_ERROR, LOG_SYSTEM, "g", 1, "y");
+  errno = ENOENT;
+  upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, "h", 1, "z");
+  EXPECT_EQ(Bodies(dir / "log.txt"),
+            (Lines{"[Startup] - LOG_SYSTEM: f : x", "[Startup] - LOG_SYSTEM: Error: 2 No such file or directory", "",
+                   "[Startup] - LOG_SYSTEM: g : y", "[Startup] - LOG_SYSTEM: ", "[Startup] - LOG_SYSTEM: h : z"}));
+}
+
+TEST(LogLine, AuthenticationHeadersAreMasked) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  upnp_log(UPNP_LOG_INFO, LOG_HTTP, "http", 0, "header www-authenticate: Digest realm=\"x\" nonce=secret");
+  upnp_log(UPNP_LOG_INFO, LOG_HTTP, "http", 0, "WWW-AUTHORIZATION: secret");
+  upnp_log(UPNP_LOG_INFO, LOG_HTTP, "http", 0, "plain");
+  const std::string text = ReadFile(dir / "log.txt");
+  EXPECT_EQ(text.find("secret"), std::string::npos) << text;
+  EXPECT_EQ(Bodies(dir / "log.txt"),
+            (Lines{"[Startup] - LOG_HTTP: [HTTP Authentication details not logged]", "",
+                   "[Startup] - LOG_HTTP: [HTTP Authentication details not logged]", "",
+                   "[Startup] - LOG_HTTP: http : plain"}));
+}
+
+TEST(LogLine, OutOfMemoryFallsBackToTheBareMessage) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  const int64_t before = upnp_mem_used();
+  const int64_t runs = ForEachAllocationFailure([] { upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "msg %d", 1); });
+  EXPECT_EQ(upnp_mem_used(), before);
+  const Lines bodies = Bodies(dir / "log.txt");
+  ASSERT_EQ(bodies.size(), static_cast<size_t>(runs + 1));
+  EXPECT_EQ(bodies.front(), "[Startup] - LOG_SYSTEM: msg 1");
+  EXPECT_EQ(bodies.back(), "[Startup] - LOG_SYSTEM: f : msg 1");
+}
+
+TEST(LogOpen, CreatesTheDirectoryAndReopens) {
+  TempDir dir;
+  {
+    LogCapture log(dir / "a/b/log.txt");
+    ASSERT_TRUE(log.opened());
+    EXPECT_STREQ(upnp_log_get_file_name(), (dir / "a/b/log.txt").c_str());
+    upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "one");
+    EXPECT_EQ(upnp_log_open((dir / "other.txt").c_str()), 1);
+    upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "two");
+    EXPECT_EQ(upnp_log_open(nullptr), 1);
+    EXPECT_EQ(upnp_log_get_file_name(), nullptr);
+    upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "nowhere");
+    EXPECT_EQ(upnp_log_open(dir.path().c_str()), 0) << "a directory cannot be the log";
+    EXPECT_EQ(upnp_log_get_file_name(), nullptr);
+    EXPECT_EQ(upnp_log_open((dir / "a/b/log.txt").c_str()), 1);
+    upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "three");
+  }
+  upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "after close");
+  EXPECT_EQ(Bodies(dir / "a/b/log.txt"), (Lines{"[Startup] - LOG_SYSTEM: f : one", "[Startup] - LOG_SYSTEM: f : three"}));
+  EXPECT_EQ(Bodies(dir / "other.txt"), (Lines{"[Startup] - LOG_SYSTEM: f : two"}));
+}
+
+int exit_calls = 0;
+int exit_status = -1;
+void RecordExit(int status) {
+  ++exit_calls;
+  exit_status = status;
+}
+
+TEST(LogCritical, WritesFileAndConsoleLinesThenExits) {
+  TempDir dir;
+  LogCapture log(dir / "log.txt");
+  upnp_log_set_settings_read(1);
+  upnp_log_set_exit_hook(&RecordExit);
+  exit_calls = 0;
+  errno = EACCES;
+  testing::internal::CaptureStdout();
+  upnp_log(UPNP_LOG_CRITICAL, LOG_DB, "load_db", 1, "database %d broken", 7);
+  const std::string console = testing::internal::GetCapturedStdout();
+  upnp_log_set_exit_hook(nullptr);
+  EXPECT_EQ(exit_calls, 1);
+  EXPECT_EQ(exit_status, 0);
+  EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Critical] - LOG_DB: database 7 broken (load_db)",
+                                            "[Critical] - LOG_DB: Error: 13 Permission denied", ""}));
+  const std::regex lines(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  \[Critical\] - LOG_DB: database 7 broken \(load_db\)\r\n)"
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  \[Critical\] - LOG_DB: Error: 13 Permission denied\n\r\n)");
+  EXPECT_TRUE(std::regex_match(console, lines)) << console;
+}
+
+TEST(LogCriticalDeathTest, EndsTheProcessWithStatusZero) {
+  TempDir dir;
+  EXPECT_EXIT(
+      {
+        LogCapture log(dir / "log.txt");
+        upnp_log_set_exit_hook(nullptr);
+        upnp_log(UPNP_LOG_CRITICAL, LOG_SYSTEM, "f", 0, "fatal");
+        _exit(3);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Startup] - LOG_SYSTEM: fatal (f)"}));
+}
+
+void FirstHandler(char* last_critical) {
+  fprintf(stderr, "handled <%s>\n", last_critical);
+  _exit(5);
+}
+void SecondHandler(char*) { _exit(6); }
+
+TEST(LogCriticalDeathTest, OnlyTheFirstHandlerTakesOver) {
+  EXPECT_EXIT(
+      {
+        upnp_log_prepare();
+        upnp_log_init();
+        upnp_log_set_critical_handler(&FirstHandler);
+        upnp_log_set_critical_handler(&SecondHandler);
+        upnp_log(UPNP_LOG_CRITICAL, LOG_SYSTEM, "f", 0, "fatal %d", 1);
+        _exit(3);
+      },
+      testing::ExitedWithCode(5), "handled <fatal 1 \\(f\\)>");
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+#include "runtime/thread_pool.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "runtime/memory.h"
+#include "runtime/memory_fail.h"
+#include "runtime/settings.h"
+#include "runtime/threads.h"
+
+namespace {
+
+class ThreadPool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
+    ASSERT_EQ(upnp_thread_table_prepare(), 0);
+    upnp_thread_table_init();
+  }
+  void TearDown() override {
+    upnp_ini_set("maxthreads", nullptr, 0);
+    // Every worker has retired and removed itself before the table goes.
+    for (int i = 0; i < 2000 && (upnp_thread_pool_running() != 0 || upnp_count_threads(nullptr) != 0); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    EXPECT_EQ(upnp_thread_pool_running(), 0);
+    EXPECT_EQ(upnp_count_threads(nullptr), 0);
+    upnp_thread_table_wake_and_free();
+    upnp_thread_pool_release();
+  }
+};
+
+struct Load {
+  std::atomic<int> active{0};
+  std::atomic<int> most{0};
+  std::atomic<int> done{0};
+};
+
+void Busy(void* argument) {
+  auto* load = static_cast<Load*>(argument);
+  const int now = ++load->active;
+  int most = load->most;
+  while (now > most && !load->most.compare_exchange_weak(most, now)) {
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(3));
+  --load->active;
+  ++load->done;
+}
+
+TEST_F(ThreadPool, LimitQueuesTheRestAndWorkersRetire) {
+  ASSERT_EQ(upnp_ini_set("maxthreads", "2", 0), 0);
+  Load load;
+  for (int i = 0; i < 24; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, i % 3), 0) << i;
+  for (int i = 0; i < 5000 && load.done < 24; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(load.done, 24);
+  EXPECT_LE(load.most, 2);
+}
+
+TEST_F(ThreadPool, NoLimitGivesEachTaskAWorker) {
+  Load load;
+  for (int i = 0; i < 6; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, 2), 0);
+  for (int i = 0; i < 5000 && load.done < 6; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_EQ(load.done, 6);
+  int64_t total = 0;
+  upnp_thread_counters(nullptr, nullptr, &total);
+  EXPECT_EQ(total, 6);
+}
+
+void Noop(void*) {}
+
+struct Gate {
+  std::atomic<bool> entered{false};
+  std::atomic<bool> open{false};
+  std::atomic<bool> left{false};
+};
+
+void WaitAtGate(void* argument) {
+  auto* gate = static_cast<Gate*>(argument);
+  gate->entered = true;
+  while (!gate->open) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  gate->left = true;
+}
+
+TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
+  ASSERT_EQ(upnp_ini_set("maxthreads", "1", 0), 0);
+  Gate gate;
+  ASSERT_EQ(upnp_thread_pool_run(WaitAtGate, &gate, 1), 0);
+  while (!gate.entered) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  int marker = 0;
+  ASSERT_EQ(upnp_thread_pool_run(Noop, &marker, 1), 0) << "queued behind the busy worker";
+  EXPECT_EQ(upnp_thread_pool_next(0), nullptr);
+  upnp_pool_task* task = upnp_thread_pool_next(1);
+  ASSERT_NE(task, nullptr);
+  EXPECT_EQ(task->routine, Noop);
+  EXPECT_EQ(task->argument, &marker);
+  upnp_free(task);
+  EXPECT_EQ(upnp_thread_pool_next(1), nullptr);
+  EXPECT_EQ(upnp_thread_pool_running(), 1);
+  gate.open = true;
+  while (!gate.left) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+TEST_F(ThreadPool, RefusalsAndFailures) {
+  EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, 3), 2);
+  EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, -1), 2);
+  EXPECT_EQ(upnp_thread_pool_run(nullptr, nullptr, 0), 2);
+  EXPECT_EQ(upnp_thread_pool_next(7), nullptr);
+  {
+    MemFailAfter fail(0);
+    EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, 0), 14);
+  }
+  upnp_threads_set_create_hook([](pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) { return 1; });
+  EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, 0), 14);
+  upnp_threads_set_create_hook(nullptr);
+  EXPECT_EQ(upnp_thread_pool_running(), 0);
+}
+
+}  // namespace
