@@ -149,9 +149,9 @@ TEST_F(Scheduler, RefusesWhenNotRunningOrInTheWrongState) {
   upnp_set_server_state(0);
   EXPECT_EQ(upnp_schedule_task(RecordRun, nullptr, 0, 0, "x"), 14);
   upnp_set_server_state(UPNP_SERVER_INITIALISED);
-  const int64_t before = g_memUsed;
+  const int64_t before = upnp_mem_used();
   ASSERT_EQ(Queue(7, 0), 0) << "accepted before the server runs";
-  ASSERT_TRUE(Eventually([&] { return g_memUsed == before; })) << "freed without running";
+  ASSERT_TRUE(Eventually([&] { return upnp_mem_used() == before; })) << "freed without running";
   upnp_set_server_state(UPNP_SERVER_RUNNING);
   EXPECT_TRUE(Runs().empty());
   upnp_util_stop();
@@ -187,14 +187,14 @@ void OwnThreadTask(void* argument) {
 
 TEST_F(Scheduler, OwnThreadTasksRunOnARegisteredThreadOfTheirOwn) {
   Start();
-  const int64_t before = g_memUsed;
+  const int64_t before = upnp_mem_used();
   ASSERT_EQ(upnp_schedule_task(NoteSchedulerThread, nullptr, 0, 0, "note"), 0);
   ASSERT_EQ(upnp_schedule_task(OwnThreadTask, Number(9), 1, 0, "own thread"), 0);
   ASSERT_TRUE(Eventually([] { return g_run_count == 1; }));
   EXPECT_EQ(g_own_thread_named, 1) << "registered under the task's name";
   EXPECT_FALSE(g_on_scheduler_thread);
   const char* names[] = {"own thread", nullptr};
-  ASSERT_TRUE(Eventually([&] { return upnp_count_threads(names) == 0 && g_memUsed == before; }));
+  ASSERT_TRUE(Eventually([&] { return upnp_count_threads(names) == 0 && upnp_mem_used() == before; }));
 }
 
 int RefuseThreads(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) { return EPERM; }
@@ -216,11 +216,11 @@ TEST_F(Scheduler, ThreadStartFailuresAreLogged) {
   upnp_util_stop();
 
   Start();
-  const int64_t before = g_memUsed;
+  const int64_t before = upnp_mem_used();
   upnp_threads_set_create_hook(RefuseThreads);
   ASSERT_EQ(upnp_schedule_task(OwnThreadTask, Number(1), 1, 0, "spawned"), 0);
   ASSERT_TRUE(Eventually([&] { return logged("run_task : can't start thread for spawned task"); }));
-  ASSERT_TRUE(Eventually([&] { return g_memUsed == before; })) << "the scheduler frees what no thread took";
+  ASSERT_TRUE(Eventually([&] { return upnp_mem_used() == before; })) << "the scheduler frees what no thread took";
   EXPECT_EQ(g_run_count, 0);
 }
 
