@@ -36,7 +36,7 @@ arm-test:
 	cd build-arm && QEMU_LD_PREFIX=/usr/aarch64-linux-gnu ctest --output-on-failure -j $(JOBS)
 
 bench:
-	@$(CMAKE) -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DITUNES_IMPORT_BENCH=ON >/dev/null
+	@$(CMAKE) -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DITUNES_IMPORT_BENCH=ON -DITUNES_IMPORT_TESTS=OFF >/dev/null
 	@$(CMAKE) --build build-bench -j $(JOBS)
 
 install: build

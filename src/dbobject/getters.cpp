@@ -7,7 +7,7 @@
 #include <time.h>
 
 #include "dbobject/mime.h"
-#include "dbobject/runtime_hooks.hpp"
+#include "text/translate.h"
 #include "dbobject/setters.h"
 #include "runtime/memory.h"
 #include "runtime/time_format.h"
@@ -31,7 +31,7 @@ char g_missing_text[50];
 
 const char* MissingText() {
   if (g_missing_text[0] == '\0') {
-    char* translated = dbobject::TranslateKey("missingvalue");
+    char* translated = upnp_translate("missingvalue");
     if (translated != nullptr) {
       strncpy(g_missing_text, translated, sizeof(g_missing_text) - 1);
       upnp_free(translated);

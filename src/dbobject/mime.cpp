@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "dbobject/runtime_hooks.hpp"
+#include "runtime/settings.h"
 
 namespace {
 
@@ -119,7 +119,7 @@ const char* db_mime_type_for_extension(const char* extension) {
   // The server side may load a second map from the user's configuration and
   // consult it for the catch-all answer; this program loads none.
   const char* type = LookUp(kBuiltInMap, sizeof(kBuiltInMap) / sizeof(kBuiltInMap[0]), extension);
-  if (type == nullptr || dbobject::KeepDsdMimeTypes()) return type;
+  if (type == nullptr || upnp_ini_get_int(UPNP_INI_X_DSF_MIMETYPES) != 0) return type;
   const std::string_view answer = type;
   if (answer == "audio/x-dsf" || answer == "audio/x-dff") return "audio/dsd";
   return type;

@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "dbobject/runtime_hooks.hpp"
+#include "runtime/file.h"
 #include "text/upnp_string.h"
 
 namespace {
@@ -73,6 +73,6 @@ upnp_string* db_object_list_to_string(const db_object_list* list) {
 void db_object_write(const db_object* record, struct upnp_file* file) {
   if (record == nullptr || file == nullptr) return;
   upnp_string* text = db_object_to_string(record);
-  if (!upnp_string_is_empty(text)) dbobject::WriteToFile(file, text->data, text->length);
+  if (!upnp_string_is_empty(text)) (void)upnp_file_write(file, text->data, text->length);
   upnp_string_free(text);
 }

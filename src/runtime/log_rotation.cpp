@@ -1,6 +1,5 @@
 // Rotation of the log file past 1 MiB and the clean-up that keeps at most
 // five rotated parts beside the current file.
-#include <pthread.h>
 #include <stdio.h>
 #include <string.h>
 #include <strings.h>
@@ -14,6 +13,7 @@
 #include "runtime/log.h"
 #include "runtime/log_state.hpp"
 #include "runtime/memory.h"
+#include "runtime/threads.h"
 #include "runtime/time_format.h"
 #include "text/string_util.h"
 
@@ -70,6 +70,7 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
 }
 
 void* remove_old_parts(void* argument) {
+  upnp_set_thread_name("log_remove_old_parts");
   TrackedPtr<char> directory(static_cast<char*>(argument));
   if (char* slash = strrchr(directory.get(), '/')) {
     *slash = '\0';
@@ -78,21 +79,9 @@ void* remove_old_parts(void* argument) {
     }
   }
   directory.reset();
+  upnp_remove_thread();
   cleanups_running.fetch_sub(1);
   return nullptr;
-}
-
-// The one place that starts a background thread for the log, detached at
-// once. It moves onto the thread registry (priority class 5, named
-// "log_remove_old_parts") once that exists.
-int32_t start_detached(void* (*routine)(void*), void* argument) {
-  pthread_attr_t attributes;
-  if (pthread_attr_init(&attributes) != 0) return 14;
-  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  pthread_t thread;
-  const int error = pthread_create(&thread, &attributes, routine, argument);
-  pthread_attr_destroy(&attributes);
-  return error == 0 ? 0 : 14;
 }
 
 }  // namespace
@@ -102,7 +91,8 @@ int32_t start_parts_cleanup(const char* file_name) {
   // Without a copy the clean-up has nothing to work on: it ends at once.
   if (copy == nullptr) return 0;
   cleanups_running.fetch_add(1);
-  if (start_detached(&remove_old_parts, copy) != 0) {
+  // A registered, detached thread at priority class 5.
+  if (upnp_start_thread(&remove_old_parts, copy, 5) != 0) {
     upnp_free(copy);
     cleanups_running.fetch_sub(1);
     return 14;

@@ -22,15 +22,17 @@ std::string Get(int32_t id) {
   return value != nullptr ? value : "<null>";
 }
 
-// Each test starts from the compiled-in defaults.
+// Each test starts from the compiled-in defaults: the started runtime's
+// reference is dropped for the test, so the fixture is the only user.
 class Settings : public ::testing::Test {
  protected:
   void SetUp() override {
-    upnp_ini_prepare();
+    upnp_ini_stop();
     upnp_ini_init();
   }
   void TearDown() override {
     upnp_ini_stop();
+    upnp_ini_init();
     upnp_settings_set_user_lookup(nullptr);
     upnp_log_set_settings_read(0);
   }

@@ -1,0 +1,160 @@
+#include "importer/itunes_main.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string_view>
+
+#include "importer/bounded_format.hpp"
+#include "importer/import_run.hpp"
+#include "runtime/file.h"
+#include "runtime/file_system.h"
+#include "runtime/log.h"
+
+namespace importer {
+namespace {
+
+constexpr const char* kFunction = "itunes_main";
+constexpr char kSeparator = '/';
+
+// Option values point into the argument vector; nothing is copied.
+struct Options {
+  const char* database_dir = nullptr;
+  const char* playlist_dir = nullptr;
+  const char* base = nullptr;
+  const char* library = nullptr;
+};
+
+// The run's buffers are process-wide, as the server's callers expect of a
+// one-shot importer.
+ImportRun g_run;
+
+[[noreturn]] void exit_with_error() { exit(-1); }
+
+bool acceptable_value(const char* value) { return value != nullptr && value[0] != '-'; }
+
+void append_init_line(const char* target) {
+  char line[kPathBufferSize] = {0};
+  if (upnp_file* file = upnp_file_open_append(target)) {
+    // The stored library location is emptied: the line is "ituneslib=" alone.
+    format_cut(line, sizeof line, "ituneslib=%s%s", "", "\n");
+    (void)upnp_file_write(file, line, 11);
+    upnp_file_close(file);
+  }
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, "locateItunesLib", 0, "iTunes-import: setting lib to (%s)", line);
+}
+
+enum class LoopEnd { kRun, kReturnZero };
+
+// Every argument from argv[1] on is examined as an option word in turn,
+// values included: the index advances by one, so a value that equals an
+// option word is taken as that option too. The media server relies on this
+// exact form.
+LoopEnd parse_arguments(int argc, char** argv, Options& options) {
+  for (int i = 2;; ++i) {
+    const std::string_view word = argv[i - 1] ? argv[i - 1] : "";
+    const char* value = i < argc ? argv[i] : nullptr;
+    const bool take = acceptable_value(value);
+    if (word == "-dbdir" && take) options.database_dir = value;
+    if (word == "-playlist-dir" && take) options.playlist_dir = value;
+    if (word == "-base" && take) options.base = value;
+    if (word == "-itunes-lib" && take) options.library = value;
+    if (word == "-logfile" && take) {
+      upnp_log_open(value);
+      upnp_log_set_mask(LOG_PLUGIN);
+      upnp_log_set_level(UPNP_LOG_ERROR);
+    }
+    if (word == "-check") {
+      upnp_log_close();
+      return LoopEnd::kReturnZero;
+    }
+    if (word == "-init" && take) {
+      append_init_line(value);
+      upnp_log_close();
+      return LoopEnd::kReturnZero;
+    }
+    if (i >= argc) return LoopEnd::kRun;
+  }
+}
+
+void derive_paths(const Options& options, ImportRun& run) {
+  if (options.library != nullptr) {
+    if (options.base != nullptr && options.base[0] != '\0') {
+      format_cut(run.library_path, kPathBufferSize, "%s%c%s", options.base, kSeparator, options.library);
+      if (!upnp_file_exists(run.library_path) && upnp_file_exists(options.library)) {
+        format_cut(run.library_path, kPathBufferSize, "%s", options.library);
+      }
+    } else {
+      format_cut(run.library_path, kPathBufferSize, "%s", options.library);
+    }
+  }
+  format_cut(run.database_dir, kPathBufferSize, "%s", options.database_dir);
+  if (options.playlist_dir[0] != '\0') {
+    format_cut(run.playlist_dir, kPathBufferSize, "%s", options.playlist_dir);
+  } else {
+    format_cut(run.playlist_dir, kPathBufferSize, "%s", run.database_dir);
+  }
+}
+
+// A work directory left by an earlier run is kept and reused with its
+// contents: only when nothing answers to the path is it unlinked (clearing a
+// dangling entry) before the directory is made.
+void prepare_work_dir(ImportRun& run) {
+  format_cut(run.work_dir, kPathBufferSize, "%s%citunes-import-temp", run.database_dir, kSeparator);
+  upnp_file_info info;
+  if (upnp_file_stat(run.work_dir, &info) != 0) upnp_file_unlink(run.work_dir);
+  (void)upnp_file_mkdir(run.work_dir);
+}
+
+bool open_temp_items_file(ImportRun& run) {
+  format_cut(run.temp_items_path, kPathBufferSize, "%s%citunes.import.temp.items", run.work_dir, kSeparator);
+  upnp_file_unlink(run.temp_items_path);
+  run.items_file = upnp_file_open_write(run.temp_items_path);
+  return run.items_file != nullptr;
+}
+
+}  // namespace
+}  // namespace importer
+
+extern "C" int32_t itunes_main(int32_t argc, char** argv) {
+  using namespace importer;
+  if (argc < 2) exit_with_error();
+
+  upnp_log_open(nullptr);
+  ImportRun& run = g_run;
+  run = ImportRun{};
+  Options options;
+  if (parse_arguments(argc, argv, options) == LoopEnd::kReturnZero) return 0;
+
+  if (options.database_dir == nullptr) exit_with_error();
+  // Callers always pass a playlist directory; a run without one is refused
+  // like a run without a database directory.
+  if (options.playlist_dir == nullptr) exit_with_error();
+  derive_paths(options, run);
+
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: starting with (%s) (%s)", run.library_path,
+           run.database_dir);
+  upnp_file_info info;
+  if (upnp_file_stat(run.library_path, &info) != 0) {
+    upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: can not access %s", run.library_path);
+    upnp_log_close();
+    upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "Can not access iTunes library file: %s", run.library_path);
+    exit_with_error();
+  }
+
+  prepare_work_dir(run);
+  if (open_temp_items_file(run)) {
+    read_audiobook_ids(run);
+    read_playlist_folders(run);
+    read_tracks_and_playlists(run);
+    free_import_lists(run);
+    upnp_file_close(run.items_file);
+    run.items_file = nullptr;
+  }
+  move_outputs_into_place(run);
+
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s imported", run.library_path);
+  upnp_log_close();
+  return 0;
+}

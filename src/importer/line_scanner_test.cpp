@@ -1,0 +1,178 @@
+#include "importer/line_scanner.hpp"
+
+#include <gtest/gtest.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "runtime/file.h"
+#include "runtime/memory.h"
+#include "testing/temp_dir.h"
+
+namespace importer {
+namespace {
+
+using testing_support::TempDir;
+using testing_support::WriteFile;
+
+struct Line {
+  std::string text;  // as a C-string reader of the line buffer sees it
+  int64_t position;  // file position behind the line
+  bool operator==(const Line&) const = default;
+};
+
+// The passes as the line rules define them: the file utilities' reader, one
+// read and one seek per line.
+std::vector<Line> LinesByGets(const std::string& path, LinePass pass) {
+  std::vector<Line> lines;
+  upnp_file* file = upnp_file_open_read(path.c_str());
+  if (file == nullptr) return lines;
+  char buffer[LineScanner::kLineBufferSize] = {};
+  while (!upnp_file_eof(file)) {
+    if (pass == LinePass::kAudiobooks) {
+      upnp_file_gets(buffer, sizeof buffer - 1, file);
+    } else {
+      upnp_file_gets(buffer, sizeof buffer, file);
+      buffer[sizeof buffer - 1] = 0;
+    }
+    lines.push_back({std::string(buffer, strnlen(buffer, sizeof buffer)), file->position});
+  }
+  upnp_file_close(file);
+  return lines;
+}
+
+std::vector<Line> LinesByScanner(const std::string& path, LinePass pass, size_t block) {
+  std::vector<Line> lines;
+  LineScanner scanner(pass, block);
+  if (!scanner.open(path.c_str())) return lines;
+  while (!scanner.at_end()) {
+    const LineChunk chunk = scanner.next();
+    EXPECT_EQ(chunk.text[chunk.length], '\0');
+    lines.push_back({std::string(chunk.text), scanner.position()});
+    // The importer decodes values in place: scribbling over a line must not
+    // change the next.
+    memset(chunk.text, 'x', chunk.length);
+  }
+  return lines;
+}
+
+// Random line lengths concentrated around the chunk sizes and block edges.
+std::string RandomLibrary(std::mt19937& rng, bool trailing_newline, bool with_nul) {
+  static const size_t kLengths[] = {0, 1, 2, 40, 1021, 1022, 1023, 1024, 1025, 2046, 2047, 2048, 3000};
+  std::string text;
+  const size_t lines = 50 + rng() % 200;
+  for (size_t i = 0; i < lines; ++i) {
+    size_t length = rng() % 3 ? rng() % 120 : kLengths[rng() % std::size(kLengths)];
+    for (size_t k = 0; k < length; ++k) {
+      const unsigned r = rng() % 64;
+      text += with_nul && r == 0 ? '\0' : r == 1 ? '\r' : static_cast<char>('a' + r % 26);
+    }
+    text += '\n';
+  }
+  if (!trailing_newline) text += std::string(1 + rng() % 1500, 'z');
+  return text;
+}
+
+TEST(LineScanner, SameLinesAsGetsAcrossBlockEdges) {
+  TempDir dir;
+  std::mt19937 rng(20240611);
+  const size_t kBlocks[] = {1, 1024, 1025, 1500, 4096, 4099, LineScanner::kDefaultBlockSize};
+  for (int round = 0; round < 24; ++round) {
+    const bool trailing = round % 2 == 0;
+    const bool with_nul = round % 3 == 0;
+    const std::string path = dir / ("lib" + std::to_string(round) + ".xml");
+    WriteFile(path, RandomLibrary(rng, trailing, with_nul));
+    for (const LinePass pass : {LinePass::kAudiobooks, LinePass::kFoldersAndTracks}) {
+      const auto expected = LinesByGets(path, pass);
+      ASSERT_FALSE(expected.empty());
+      for (const size_t block : kBlocks) {
+        const auto got = LinesByScanner(path, pass, block);
+        ASSERT_EQ(got.size(), expected.size()) << "round " << round << " block " << block;
+        for (size_t i = 0; i < got.size(); ++i) {
+          ASSERT_EQ(got[i], expected[i]) << "round " << round << " pass " << static_cast<int>(pass)
+                                         << " block " << block << " line " << i;
+        }
+      }
+    }
+  }
+}
+
+TEST(LineScanner, ChunksOfSmallFiles) {
+  struct Case {
+    const char* name;
+    std::string content;
+    LinePass pass;
+    std::vector<std::string> lines;
+  };
+  const std::string k1023(1023, 'a');
+  const std::string k1024(1024, 'b');
+  const Case cases[] = {
+      {"empty file", "", LinePass::kFoldersAndTracks, {}},
+      {"no trailing newline", "ab\ncd", LinePass::kFoldersAndTracks, {"ab\n", "cd"}},
+      {"empty lines", "\n\nx\n\n", LinePass::kFoldersAndTracks, {"\n", "\n", "x\n", "\n"}},
+      {"NUL ends the text, not the line", std::string("a\0b\nc\n", 6), LinePass::kFoldersAndTracks, {"a", "c\n"}},
+      // Passes 2 and 3 lose the 1024th byte of a full chunk, here the newline.
+      {"1023 bytes and newline, passes 2-3", k1023 + "\nx", LinePass::kFoldersAndTracks, {k1023, "x"}},
+      {"1023 bytes and newline, pass 1", k1023 + "\nx", LinePass::kAudiobooks, {k1023, "\n", "x"}},
+      {"1024 bytes, passes 2-3", k1024 + "\n", LinePass::kFoldersAndTracks, {k1024.substr(1), "\n"}},
+      {"1024 bytes, pass 1", k1024 + "\n", LinePass::kAudiobooks, {k1024.substr(1), "b\n"}},
+  };
+  TempDir dir;
+  for (const Case& c : cases) {
+    const std::string path = dir / "lib.xml";
+    WriteFile(path, c.content);
+    LineScanner scanner(c.pass);
+    ASSERT_TRUE(scanner.open(path.c_str())) << c.name;
+    std::vector<std::string> lines;
+    while (!scanner.at_end()) lines.emplace_back(scanner.next().text);
+    EXPECT_EQ(lines, c.lines) << c.name;
+    EXPECT_STREQ(scanner.next().text, "") << c.name << ": reading at the end gives an empty line";
+  }
+}
+
+TEST(LineScanner, AttachedHandleContinuesWhereItStandsAndIsLeftBehindTheLastLine) {
+  TempDir dir;
+  const std::string path = dir / "lib.xml";
+  WriteFile(path, "skip\nkeep\nrest\n");
+  upnp_file* file = upnp_file_open_read(path.c_str());
+  ASSERT_NE(file, nullptr);
+  char buffer[LineScanner::kLineBufferSize] = {};
+  upnp_file_gets(buffer, sizeof buffer, file);
+  {
+    LineScanner scanner(LinePass::kFoldersAndTracks);
+    ASSERT_TRUE(scanner.attach(file));
+    EXPECT_STREQ(scanner.next().text, "keep\n");
+  }
+  EXPECT_EQ(file->position, 10);
+  EXPECT_STREQ(upnp_file_gets(buffer, sizeof buffer, file), "rest\n") << "the handle is still open";
+  upnp_file_close(file);
+}
+
+TEST(LineScanner, MissingFileOrShrunkFileEndsThePass) {
+  TempDir dir;
+  const int64_t used_before = upnp_mem_used();
+  LineScanner scanner(LinePass::kAudiobooks);
+  EXPECT_FALSE(scanner.open((dir / "absent.xml").c_str()));
+  EXPECT_TRUE(scanner.at_end());
+  EXPECT_STREQ(scanner.next().text, "");
+
+  // A file cut short after it was opened must not make a pass loop spin.
+  const std::string path = dir / "lib.xml";
+  WriteFile(path, "one\ntwo\n");
+  ASSERT_TRUE(scanner.open(path.c_str()));
+  ASSERT_EQ(truncate(path.c_str(), 4), 0);
+  int lines = 0;
+  while (!scanner.at_end() && lines < 10) {
+    scanner.next();
+    ++lines;
+  }
+  EXPECT_EQ(lines, 1);
+  scanner.close();
+  EXPECT_EQ(upnp_mem_used(), used_before) << "the block is released at close";
+}
+
+}  // namespace
+}  // namespace importer

@@ -1,0 +1,68 @@
+#include "importer/track_keys.hpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace importer {
+namespace {
+
+// The rule as written: search the line for each marker in table order.
+TrackKey NaiveMatch(const char* line) {
+  for (const TrackKeyMarker& m : kTrackKeyMarkers) {
+    if (strstr(line, std::string(m.marker).c_str()) != nullptr) return m.key;
+  }
+  return TrackKey::kNone;
+}
+
+TEST(TrackKeys, FirstMarkerInTableOrderWins) {
+  struct Case {
+    const char* line;
+    TrackKey key;
+  };
+  const Case cases[] = {
+      {"\t\t\t<key>Name</key><string>Song</string>\n", TrackKey::kName},
+      {"<key>Album Artist</key><string>X</string>", TrackKey::kAlbumArtist},
+      {"<key>Album</key><string>X</string>", TrackKey::kAlbum},
+      {"<key>Protected</key><false/>", TrackKey::kNone},
+      {"<key>Protected</key><true/>", TrackKey::kProtected},
+      {"<key>Play Date</key><integer>3</integer>", TrackKey::kNone},
+      {"<key>Play Date UTC</key><date>2010-05-04T12:34:56Z</date>", TrackKey::kPlayDateUtc},
+      {"<key>Location</key><string>a</string><key>Name</key><string>b</string>", TrackKey::kName},
+      {"<key>Year</key><integer>1</integer><key>Genre</key><string>g</string>", TrackKey::kGenre},
+      {"<key><key>Size</key>", TrackKey::kSize},
+      {"<key>Nam", TrackKey::kNone},
+      {"<key>", TrackKey::kNone},
+      {"", TrackKey::kNone},
+      {"<key>Track ID</key><integer>5</integer>", TrackKey::kNone},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(match_track_key(c.line), c.key) << c.line;
+    EXPECT_EQ(NaiveMatch(c.line), c.key) << c.line << " (the rule itself)";
+  }
+  EXPECT_EQ(match_track_key(nullptr), TrackKey::kNone);
+}
+
+TEST(TrackKeys, AgreesWithNaiveSearchOnRandomLines) {
+  // Lines built from pieces of markers, so that near misses, partial markers
+  // and several keys per line are common.
+  std::vector<std::string> pieces = {"<key>", "</key>", "<true/>", "<false/>", "<string>x</string>",
+                                     "<integer>1</integer>", "<", "Album", " ", "key>", "Play ", "\t"};
+  for (const TrackKeyMarker& m : kTrackKeyMarkers) {
+    const std::string marker(m.marker);
+    pieces.push_back(marker);
+    pieces.push_back(marker.substr(0, marker.size() - 1));
+    pieces.push_back(marker.substr(5));
+  }
+  std::mt19937 rng(7);
+  for (int i = 0; i < 200000; ++i) {
+    std::string line;
+    const int count = 1 + rng() % 6;
+    for (int k = 0; k < count; ++k) line += pieces[rng() % pieces.size()];
+    ASSERT_EQ(match_track_key(line.c_str()), NaiveMatch(line.c_str())) << line;
+  }
+}
+
+}  // namespace
+}  // namespace importer
