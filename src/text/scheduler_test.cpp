@@ -61,17 +61,14 @@ int32_t Queue(int n, uint32_t delay_ms, const char* name = "record", uint32_t ow
   return upnp_schedule_task(RecordRun, Number(n), own_thread, delay_ms, name);
 }
 
+// Tests run inside the started runtime: its scheduler is stopped for each
+// test, which starts its own, and started again afterwards.
 class Scheduler : public ::testing::Test {
  protected:
   void SetUp() override {
-    upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
-    upnp_mutex_prepare();
-    upnp_thread_table_prepare();
-    upnp_thread_table_init();
-    baseline_ = g_memUsed;  // the socket time-outs' protocol mutex is counted from here
-    ASSERT_EQ(upnp_util_prepare(), 0);
-    ASSERT_EQ(upnp_statistics_prepare(), 0);
+    upnp_util_stop();
     upnp_statistics_init();
+    baseline_ = upnp_mem_used();
     g_runs.clear();
     g_run_count = 0;
   }
@@ -84,11 +81,9 @@ class Scheduler : public ::testing::Test {
     upnp_util_stop();
     scheduler::set_tick_source_for_testing(nullptr);
     upnp_threads_set_create_hook(nullptr);
-    upnp_statistics_stop();
-    upnp_statistics_release();
-    upnp_util_release();
-    upnp_thread_table_wake_and_free();
-    EXPECT_EQ(g_memUsed, baseline_) << "every task and argument is freed";
+    upnp_statistics_init();
+    EXPECT_EQ(upnp_mem_used(), baseline_) << "every task, argument and thread entry is freed";
+    upnp_util_init();
   }
   int64_t baseline_ = 0;
 };

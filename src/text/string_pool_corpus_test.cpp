@@ -34,7 +34,7 @@ TEST_F(StringPoolTest, SavedFuzzInputsRestoreOrAreRefusedCleanly) {
       upnp_string_free(report);
     }
     upnp_string_pool_clear();
-    EXPECT_EQ(g_memUsed, baseline_) << entry->d_name;
+    EXPECT_EQ(upnp_mem_used(), baseline_) << entry->d_name;
     upnp_string_pool_init();
   }
   closedir(dir);

@@ -118,7 +118,7 @@ TEST_F(StringPoolTest, RestoreRefusesBadImagesWithoutTouchingThePool) {
       {"huge bucket count", U32(2) + U32(0) + Entry("a") + U32(0x40000000) + EmptyBuckets(1), 0},
   };
   for (const Case& c : cases) {
-    const int64_t before = g_memUsed;
+    const int64_t before = upnp_mem_used();
     uint32_t restored = 12345;
     EXPECT_EQ(RestoreImage(dir, c.image, &restored), c.result) << c.name;
     if (c.result == 1) {
@@ -128,7 +128,7 @@ TEST_F(StringPoolTest, RestoreRefusesBadImagesWithoutTouchingThePool) {
     } else {
       EXPECT_EQ(restored, 12345u) << c.name;
       EXPECT_EQ(PoolCount(), 1u) << c.name;
-      EXPECT_EQ(g_memUsed, before) << c.name << ": everything read is freed";
+      EXPECT_EQ(upnp_mem_used(), before) << c.name << ": everything read is freed";
     }
   }
 }

@@ -108,7 +108,7 @@ TEST_F(StringPoolTest, ClearLeavesNothingAndGetAnswersNull) {
   EXPECT_EQ(capacity, 0u);
   EXPECT_EQ(upnp_string_pool_get(1), nullptr);
   EXPECT_EQ(Add("three"), 0u) << "no table after clearing";
-  EXPECT_EQ(g_memUsed, baseline_);
+  EXPECT_EQ(upnp_mem_used(), baseline_);
 }
 
 TEST_F(StringPoolTest, StatisticsReport) {

@@ -28,17 +28,19 @@ inline std::pair<uint32_t, uint32_t> Counts(uint32_t index) {
   return {refcount, persist_count};
 }
 
+// Tests run inside the started runtime, whose pool exists already: each test
+// gets it cleared and initialised afresh, and leaves it so.
 class StringPoolTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    baseline_ = g_memUsed;
-    ASSERT_EQ(upnp_string_pool_prepare(), 0);
+    upnp_string_pool_clear();
+    baseline_ = upnp_mem_used();
     upnp_string_pool_init();
   }
   void TearDown() override {
-    upnp_string_pool_stop();
-    upnp_string_pool_release();
-    EXPECT_EQ(g_memUsed, baseline_) << "clearing the pool frees everything it held";
+    upnp_string_pool_clear();
+    EXPECT_EQ(upnp_mem_used(), baseline_) << "clearing the pool frees everything it held";
+    upnp_string_pool_init();
   }
   int64_t baseline_ = 0;
 };
