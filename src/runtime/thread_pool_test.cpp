@@ -11,12 +11,16 @@
 #include "runtime/memory_fail.h"
 #include "runtime/settings.h"
 #include "runtime/threads.h"
+#include "text/scheduler.h"
 
 namespace {
 
 class ThreadPool : public ::testing::Test {
  protected:
   void SetUp() override {
+    // The started runtime's scheduler thread waits on its registry entry:
+    // it leaves before the table is reset under it, and comes back after.
+    upnp_util_stop();
     upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
     ASSERT_EQ(upnp_thread_table_prepare(), 0);
     upnp_thread_table_init();
@@ -30,6 +34,7 @@ class ThreadPool : public ::testing::Test {
     EXPECT_EQ(upnp_thread_pool_running(), 0);
     EXPECT_EQ(upnp_count_threads(nullptr), 0);
     upnp_thread_table_wake_and_free();
+    upnp_util_init();
     upnp_thread_pool_release();
   }
 };

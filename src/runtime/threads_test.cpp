@@ -13,6 +13,7 @@
 #include "runtime/memory.h"
 #include "runtime/settings.h"
 #include "testing/log_recorder.h"
+#include "text/scheduler.h"
 
 namespace {
 
@@ -34,6 +35,9 @@ int32_t CountNamed(const char* name) {
 class ThreadRegistry : public ::testing::Test {
  protected:
   void SetUp() override {
+    // The started runtime's scheduler thread waits on its registry entry:
+    // it leaves before the table is reset under it, and comes back after.
+    upnp_util_stop();
     upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
     ASSERT_EQ(upnp_thread_table_prepare(), 0);
     upnp_thread_table_init();
@@ -42,6 +46,7 @@ class ThreadRegistry : public ::testing::Test {
     upnp_threads_set_create_hook(nullptr);
     upnp_ini_set("stack_size", nullptr, 0);
     upnp_thread_table_wake_and_free();
+    upnp_util_init();
   }
   LogRecorder log_;
 };
