@@ -4,44 +4,29 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <thread>
 
 #include "runtime/memory.h"
 #include "runtime/memory_fail.h"
 #include "runtime/settings.h"
 #include "runtime/threads.h"
-#include "text/scheduler.h"
+#include "testing/thread_registry.h"
+#include "testing/wait.h"
 
 namespace {
 
-class ThreadPool : public ::testing::Test {
+using testing_support::Eventually;
+
+// Every worker has retired and removed itself before the registry goes.
+class ThreadPool : public testing_support::ThreadRegistryTest {
  protected:
-  void SetUp() override {
-    // The started runtime's scheduler thread waits on its registry entry:
-    // it leaves before the table is reset under it, and comes back after.
-    upnp_util_stop();
-    upnp_mem_prepare();  // the byte count is shared by threads: it needs its lock
-    ASSERT_EQ(upnp_thread_table_prepare(), 0);
-    upnp_thread_table_init();
-  }
   void TearDown() override {
     upnp_ini_set("maxthreads", nullptr, 0);
-    // Every worker has retired and removed itself before the table goes.
-    for (int i = 0; i < 2000 && (upnp_thread_pool_running() != 0 || upnp_count_threads(nullptr) != 0); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    EXPECT_EQ(upnp_thread_pool_running(), 0);
-    EXPECT_EQ(upnp_count_threads(nullptr), 0);
-    upnp_thread_table_wake_and_free();
-    upnp_util_init();
+    EXPECT_TRUE(Eventually([] { return upnp_thread_pool_running() == 0 && upnp_count_threads(nullptr) == 0; }));
+    ThreadRegistryTest::TearDown();
     upnp_thread_pool_release();
   }
 };
-
-void WaitFor(const std::function<bool()>& done) {
-  for (int i = 0; i < 5000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
 
 struct Load {
   std::atomic<int> active{0};
@@ -67,15 +52,10 @@ TEST_F(ThreadPool, LimitQueuesTheRestAndWorkersRetire) {
     upnp_thread_counters(nullptr, nullptr, &started);
     Load load;
     for (int i = 0; i < 12; ++i) ASSERT_EQ(upnp_thread_pool_run(Busy, &load, i % 3), 0) << limit;
-    WaitFor([&] { return load.done == 12; });
-    EXPECT_EQ(load.done, 12) << limit;
+    EXPECT_TRUE(Eventually([&] { return load.done == 12; })) << limit;
     int64_t total = 0;
     upnp_thread_counters(nullptr, nullptr, &total);
-    if (*limit == '2') {
-      EXPECT_LE(load.most, 2);
-    } else {
-      EXPECT_EQ(total - started, 12);
-    }
+    EXPECT_TRUE(*limit == '2' ? load.most <= 2 : total - started == 12) << limit;
   }
 }
 
@@ -90,7 +70,7 @@ struct Gate {
 void WaitAtGate(void* argument) {
   auto* gate = static_cast<Gate*>(argument);
   gate->entered = true;
-  WaitFor([gate] { return gate->open.load(); });
+  Eventually([gate] { return gate->open.load(); });
   gate->left = true;
 }
 
@@ -98,7 +78,7 @@ TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
   ASSERT_EQ(upnp_ini_set("maxthreads", "1", 0), 0);
   Gate gate;
   ASSERT_EQ(upnp_thread_pool_run(WaitAtGate, &gate, 1), 0);
-  WaitFor([&] { return gate.entered.load(); });
+  ASSERT_TRUE(Eventually([&] { return gate.entered.load(); }));
   int marker = 0;
   ASSERT_EQ(upnp_thread_pool_run(Noop, &marker, 1), 0) << "queued behind the busy worker";
   EXPECT_EQ(upnp_thread_pool_next(0), nullptr);
@@ -110,12 +90,11 @@ TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
   EXPECT_EQ(upnp_thread_pool_next(1), nullptr);
   EXPECT_EQ(upnp_thread_pool_running(), 1);
   gate.open = true;
-  WaitFor([&] { return gate.left.load(); });
+  EXPECT_TRUE(Eventually([&] { return gate.left.load(); }));
 }
 
 TEST_F(ThreadPool, RefusalsAndFailures) {
-  EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, 3), 2);
-  EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, -1), 2);
+  for (int32_t queue : {3, -1}) EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, queue), 2) << queue;
   EXPECT_EQ(upnp_thread_pool_run(nullptr, nullptr, 0), 2);
   EXPECT_EQ(upnp_thread_pool_next(7), nullptr);
   {
