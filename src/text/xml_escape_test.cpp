@@ -33,16 +33,11 @@ TEST(XmlEscape, Replacements) {
       {"specials", "a<b & 'c'", 0, 0, 0, "a&lt;b &amp; &apos;c&apos;"},
       {"specials doubled", "a<b & 'c'", 1, 0, 0, "a&amp;lt;b &amp;amp; &amp;apos;c&amp;apos;"},
       {"quote and gt", "\"x\">", 0, 0, 0, "&quot;x&quot;&gt;"},
-      {"quote and gt doubled", "\"x\">", 1, 0, 0, "&amp;quot;x&amp;quot;&amp;gt;"},
-      {"tab", "a\tb", 0, 0, 0, "a&#9;b"},
       {"tab to space", "a\tb", 0, 0, 1, "a&#32;b"},
-      {"line feed", "\n", 0, 0, 0, "&#10;"},
       {"lowest and highest control", "\x01\x1f", 0, 0, 0, "&#1;&#31;"},
-      {"control doubled", "\x1f", 1, 0, 0, "&amp;#31;"},
       {"control doubled to space", "\r", 1, 0, 1, "&amp;#32;"},
       {"space and delete kept", " \x7f", 0, 0, 0, " \x7f"},
       {"high bytes unchecked", "\xff\x80\xc3", 0, 0, 0, "\xff\x80\xc3"},
-      {"empty", "", 1, 3, 1, ""},
   };
   for (const Case& c : cases) EXPECT_EQ(escape(c), c.expected) << c.name;
 }
@@ -72,49 +67,33 @@ TEST(XmlEscape, LimitNeverSplitsAnItem) {
 TEST(XmlEscape, NullEmptyAndCapacity) {
   EXPECT_EQ(upnp_xml_escape(nullptr, 0, 0, 0), nullptr);
   EXPECT_EQ(upnp_xml_escape_text(nullptr, 1), nullptr);
-
-  upnp_string* empty = upnp_xml_escape("", 0, 0, 0);
-  ASSERT_NE(empty, nullptr);
-  EXPECT_EQ(empty->capacity, 2u);
-  EXPECT_EQ(empty->length, 0u);
-  upnp_string_free(empty);
-
-  upnp_string* limited = upnp_xml_escape("abc", 0, 10, 0);
-  ASSERT_NE(limited, nullptr);
-  EXPECT_EQ(limited->capacity, 11u) << "the limit plus the terminator";
-  upnp_string_free(limited);
-
-  upnp_string* open = upnp_xml_escape("abc", 0, 0, 0);
-  ASSERT_NE(open, nullptr);
-  EXPECT_EQ(open->capacity, 1024u);
-  upnp_string_free(open);
+  const struct {
+    const char* text;
+    uint32_t limit, capacity;
+  } cases[] = {{"", 0, 2}, {"abc", 10, 11 /* the limit plus the terminator */}, {"abc", 0, 1024}};
+  for (const auto& c : cases) {
+    upnp_string* out = upnp_xml_escape(c.text, 0, c.limit, 0);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(out->capacity, c.capacity) << c.text << " limit " << c.limit;
+    upnp_string_free(out);
+  }
 }
 
-TEST(XmlEscape, TextFormGrowsPastItsFirstBuffer) {
-  const std::string input(400, '&');
-  std::string expected;
-  for (int i = 0; i < 400; ++i) expected += "&amp;";
-  char* text = upnp_xml_escape_text(input.c_str(), 0);
-  ASSERT_NE(text, nullptr);
-  EXPECT_EQ(std::string(text), expected);
-  upnp_free(text);
-}
-
-TEST(XmlEscape, OutOfMemoryGivesNull) {
+TEST(XmlEscape, TextFormGrowsAndGivesNullWhenMemoryRunsOut) {
   const int64_t before = g_memUsed;
   const std::string input(400, '<');  // 1,600 bytes: grows once past 1,024
+  std::string expected;
+  for (int i = 0; i < 400; ++i) expected += "&lt;";
   // Failed growths uncount their blocks on purpose; a high start keeps the
   // count from going negative and the allocator from saying so.
   g_memUsed += int64_t{1} << 40;
   const int64_t failures = ForEachAllocationFailure([&] {
     char* text = upnp_xml_escape_text(input.c_str(), 0);
-    if (text != nullptr) upnp_free(text);
+    if (text == nullptr) return;
+    EXPECT_EQ(std::string(text), expected);
+    upnp_free(text);
   });
   EXPECT_EQ(failures, 3) << "record, first buffer, growth";
-  {
-    MemFailAfter fail_growth(2);
-    EXPECT_EQ(upnp_xml_escape_text(input.c_str(), 0), nullptr);
-  }
   // The count cannot show a leak here; the sanitizer run's leak checker does.
   g_memUsed = before;
 }
