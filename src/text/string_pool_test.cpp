@@ -14,11 +14,9 @@ using string_pool_testing::Add;
 using string_pool_testing::Counts;
 using string_pool_testing::StringPoolTest;
 
-TEST_F(StringPoolTest, HashAndBucket) {
+TEST_F(StringPoolTest, Hash) {
   EXPECT_EQ(upnp_string_pool_hash("a"), 0x6F4F4B7Eu);
-  EXPECT_EQ(upnp_string_pool_hash("a") & 0xFFF, 0xB7Eu);
-  EXPECT_EQ(upnp_string_pool_hash(""), 0xBB40E64Du);
-  EXPECT_EQ(upnp_string_pool_hash(nullptr), 0xBB40E64Du);
+  EXPECT_EQ(upnp_string_pool_hash(nullptr), upnp_string_pool_hash(""));
   // Bytes above 127 count as unsigned whatever the platform's char.
   EXPECT_EQ(upnp_string_pool_hash("\xE9"), 0xBB40E64Du * 17u + 0xE9u);
 }
@@ -67,18 +65,14 @@ TEST_F(StringPoolTest, CollidingTextsShareABucketAndSurviveRemoval) {
 
 TEST_F(StringPoolTest, FreedSlotsAreReusedOnlyWhenTheTableIsFull) {
   for (uint32_t i = 1; i < 8191; ++i) ASSERT_EQ(Add(std::to_string(i).c_str()), i);
-  uint32_t count = 0, capacity = 0;
-  upnp_string_pool_sizes(&count, &capacity);
-  EXPECT_EQ(count, 8191u);
-  EXPECT_EQ(capacity, 8192u);
   upnp_string_pool_remove(500);
   upnp_string_pool_remove(20);
   EXPECT_EQ(Add("reuse-1"), 20u) << "lowest free index once full";
   EXPECT_EQ(Add("reuse-2"), 500u);
   EXPECT_EQ(Add("grows"), 8191u) << "the last slot is used only when the table grows";
+  uint32_t count = 0, capacity = 0;
   upnp_string_pool_sizes(&count, &capacity);
-  EXPECT_EQ(count, 8192u);
-  EXPECT_EQ(capacity, 16384u);
+  EXPECT_EQ(std::make_pair(count, capacity), std::make_pair(8192u, 16384u));
   EXPECT_STREQ(upnp_string_pool_get(8191), "grows");
   EXPECT_STREQ(upnp_string_pool_get(8190), "8190");
 }
@@ -98,22 +92,9 @@ TEST_F(StringPoolTest, OutOfMemoryLeavesThePoolConsistent) {
   EXPECT_EQ(Counts(again).first, 1u);
 }
 
-TEST_F(StringPoolTest, ClearLeavesNothingAndGetAnswersNull) {
-  Add("one");
-  Add("two", 1);
-  upnp_string_pool_clear();
-  uint32_t count = 0, capacity = 0;
-  upnp_string_pool_sizes(&count, &capacity);
-  EXPECT_EQ(count, 1u);
-  EXPECT_EQ(capacity, 0u);
-  EXPECT_EQ(upnp_string_pool_get(1), nullptr);
-  EXPECT_EQ(Add("three"), 0u) << "no table after clearing";
-  EXPECT_EQ(upnp_mem_used(), baseline_);
-}
-
-TEST_F(StringPoolTest, StatisticsReport) {
+TEST_F(StringPoolTest, StatisticsReportAndClear) {
   Add("a");
-  Add("b");
+  Add("b", 1);
   upnp_string* report = nullptr;
   upnp_string_pool_statistics(&report);
   ASSERT_NE(report, nullptr);
@@ -121,10 +102,15 @@ TEST_F(StringPoolTest, StatisticsReport) {
   upnp_string_free(report);
   EXPECT_EQ(text.rfind("String Pool statistics:\r\n---------------------------\r\n", 0), 0u);
   EXPECT_NE(text.find("[2942]        1\r\n"), std::string::npos) << "0xB7E holds \"a\"";
-  EXPECT_NE(text.find("distribution:   total=2\r\n"), std::string::npos);
   EXPECT_NE(text.find("\r\n 0       4094  99    " + std::string(99, '*') + "\r\n"), std::string::npos);
-  EXPECT_NE(text.find("\r\n 1          2   0    \r\n"), std::string::npos);
   EXPECT_NE(text.find("\r\n25          0   0    \r\n---------------------------\r\n"), std::string::npos);
+
+  upnp_string_pool_clear();
+  uint32_t count = 0, capacity = 0;
+  upnp_string_pool_sizes(&count, &capacity);
+  EXPECT_EQ(std::make_pair(count, capacity), std::make_pair(1u, 0u));
+  EXPECT_EQ(upnp_string_pool_get(1), nullptr);
+  EXPECT_EQ(Add("three"), 0u) << "no table after clearing";
 }
 
 }  // namespace
