@@ -57,11 +57,10 @@ class Resources : public ::testing::Test {
   TempDir dir_;
 };
 
-TEST_F(Resources, SkinsReplaceTheBaseName) {
+TEST_F(Resources, SkinsReplaceTheBaseNameAndAnOverrideTakesOverAfterTheChecks) {
   std::filesystem::create_directories(dir_ / "img");
   WriteFile(dir_ / "img/logo.png", "plain");
   WriteFile(dir_ / "img/logo-3.png", "skin 3");
-  EXPECT_EQ(PathOf("img/logo.png"), dir_ / "img/logo.png");
   upnp_ini_set("webuiskin", "3", 0);
   EXPECT_EQ(PathOf("img/logo.png"), dir_ / "img/logo-3.png");
   EXPECT_EQ(PathOf("img/logo"), dir_ / "img/logo") << "no extension, no skin";
@@ -71,7 +70,16 @@ TEST_F(Resources, SkinsReplaceTheBaseName) {
   upnp_ini_set("webuiskin", "10", 0);
   EXPECT_EQ(PathOf("img/logo.png"), dir_ / "img/logo.png");
   EXPECT_TRUE(log.contains("get_resource_file_path : Invalid webuiskin ini value - it must be a digit in [0-9]"));
-  upnp_ini_set("webuiskin", nullptr, 0);
+
+  upnp_resource_set_override([](const char* name, uint32_t* length, char** content) -> int32_t {
+    *content = upnp_strdup(name);
+    *length = static_cast<uint32_t>(strlen(name));
+    return 1;
+  });
+  EXPECT_EQ(Read("x.txt?q"), "x.txt") << "the override sees the cut name";
+  EXPECT_EQ(Read("../x.txt"), "<none>");
+  upnp_resource_init();  // removes the override
+  EXPECT_EQ(Read("x.txt"), "<none>");
   upnp_ini_set("resourcedir", nullptr, 0);
   EXPECT_EQ(PathOf("img/logo.png"), "<null>");
 }
@@ -117,23 +125,6 @@ TEST_F(Resources, CacheRulesAndLimit) {
   EXPECT_FALSE(log.contains("too many files"));
   EXPECT_EQ(Read("f100.txt"), "last") << "the 101st file is still returned";
   EXPECT_TRUE(log.contains("add_to_cache : too many files (100)"));
-}
-
-TEST_F(Resources, OverrideTakesOverAfterTheChecks) {
-  upnp_resource_set_override([](const char* name, uint32_t* length, char** content) -> int32_t {
-    *content = upnp_strdup(name);
-    *length = static_cast<uint32_t>(strlen(name));
-    return 1;
-  });
-  std::string name = "x.txt?q";
-  uint32_t length = 0;
-  char* content = nullptr;
-  EXPECT_EQ(upnp_get_resource_file(name.data(), &length, &content), 1);
-  EXPECT_STREQ(content, "x.txt") << "the override sees the cut name";
-  upnp_free(content);
-  EXPECT_EQ(Read("../x.txt"), "<none>");
-  upnp_resource_init();  // removes the override
-  EXPECT_EQ(Read("x.txt"), "<none>");
 }
 
 TEST_F(Resources, OutOfMemoryLeavesNothing) {
