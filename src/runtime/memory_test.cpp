@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <string>
+
 #include "runtime/memory_fail.h"
 
 namespace {
@@ -37,16 +39,12 @@ TEST(Memory, CountsRequestedSizesAndKeepsPeak) {
 }
 
 TEST(Memory, CallocZeroesStrdupCopiesAndNullArguments) {
-  auto* zeros = static_cast<unsigned char*>(upnp_calloc(3, 5));
-  for (int i = 0; i < 15; ++i) EXPECT_EQ(zeros[i], 0) << i;
+  auto* zeros = static_cast<char*>(upnp_calloc(3, 5));
+  EXPECT_EQ(std::string(zeros, 15), std::string(15, '\0'));
   upnp_free(zeros);
-
   char* abc = upnp_strndup("abcdef", 3);
   EXPECT_STREQ(abc, "abc");
   upnp_free(abc);
-  char* copy = upnp_strdup("hello");
-  EXPECT_STREQ(copy, "hello");
-  upnp_free(copy);
 
   const int64_t before = g_memUsed;
   testing::internal::CaptureStderr();
