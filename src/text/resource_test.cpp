@@ -72,8 +72,9 @@ TEST_F(Resources, SkinsReplaceTheBaseNameAndAnOverrideTakesOverAfterTheChecks) {
   EXPECT_TRUE(log.contains("get_resource_file_path : Invalid webuiskin ini value - it must be a digit in [0-9]"));
 
   upnp_resource_set_override([](const char* name, uint32_t* length, char** content) -> int32_t {
-    *content = upnp_strdup(name);
     *length = static_cast<uint32_t>(strlen(name));
+    *content = static_cast<char*>(upnp_calloc(*length + 2, 1));  // ends in two zero bytes, as files do
+    memcpy(*content, name, *length);
     return 1;
   });
   EXPECT_EQ(Read("x.txt?q"), "x.txt") << "the override sees the cut name";
