@@ -4,10 +4,7 @@
 
 namespace importer {
 
-void read_audiobook_ids(ImportRun&) {}
 void read_playlist_folders(ImportRun&) {}
-void read_tracks_and_playlists(ImportRun&) {}
 void write_playlists(ImportRun&, LineScanner&) {}
-void free_import_lists(ImportRun&) {}
 
 }  // namespace importer
