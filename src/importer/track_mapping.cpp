@@ -209,8 +209,9 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
       }
       break;
     case TrackKey::kYear:
-      // The year alone is shorter than a full date, so the setter drops it;
-      // the rule is kept as the media server's other importers have it.
+      // A year alone is shorter than a full date, so the setter drops it;
+      // handing it over all the same keeps a library that stores a full
+      // date there.
       set_text(track, DB_PROP_DATE, extract_value(line, "integer"));
       break;
     case TrackKey::kHasVideo:
