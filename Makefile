@@ -3,8 +3,10 @@
 JOBS ?= $(shell nproc)
 CMAKE ?= cmake
 PREFIX ?= /usr/local
+# Tests the ThreadSanitizer run covers (a ctest -R pattern): all of them.
+TSAN_TESTS ?= .
 
-.PHONY: all build test demo asan tsan arm-test bench install clean
+.PHONY: all build test demo asan tsan arm-test bench fuzz install clean
 
 all: build
 
@@ -38,6 +40,11 @@ arm-test:
 bench:
 	@$(CMAKE) -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DITUNES_IMPORT_BENCH=ON -DITUNES_IMPORT_TESTS=OFF >/dev/null
 	@$(CMAKE) --build build-bench -j $(JOBS)
+
+fuzz:
+	@$(CMAKE) -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+	  -DITUNES_IMPORT_FUZZ=ON -DITUNES_IMPORT_TESTS=OFF >/dev/null
+	@$(CMAKE) --build build-fuzz -j $(JOBS)
 
 install: build
 	$(CMAKE) --install build --prefix $(PREFIX)

@@ -137,11 +137,4 @@ TEST_F(ObjectText, OutOfMemoryYieldsNullOrTheWholeText) {
   db_object_free(record);
 }
 
-TEST_F(ObjectText, WriteIgnoresMissingArguments) {
-  db_object_write(nullptr, nullptr);
-  db_object* record = Set(nullptr, DB_PROP_TITLE, "t");
-  db_object_write(record, nullptr);
-  db_object_free(record);
-}
-
 }  // namespace

@@ -76,7 +76,7 @@ TEST(File, ReadSeekAndEofFollowThePosition) {
   upnp_file_close(file);
 }
 
-TEST(File, OpenForWritingKeepsTheOldTail) {
+TEST(File, WriteKeepsTheOldTailAppendCreatesAndFailuresKeepErrno) {
   TempDir dir;
   WriteFile(dir / "f", "long old content");
   upnp_file* file = upnp_file_open_write((dir / "f").c_str());
@@ -85,27 +85,19 @@ TEST(File, OpenForWritingKeepsTheOldTail) {
   EXPECT_EQ(file->position, 0) << "writes leave the position alone";
   upnp_file_close(file);
   EXPECT_EQ(ReadFile(dir / "f"), "NEWg old content");
-}
 
-TEST(File, OpenForAppendingCreatesAndAppends) {
-  TempDir dir;
-  WriteFile(dir / "f", "abc");
-  upnp_file* file = upnp_file_open_append((dir / "f").c_str());
+  file = upnp_file_open_append((dir / "f").c_str());
   ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->size, 3);
+  EXPECT_EQ(file->size, 16);
   EXPECT_EQ(upnp_file_write(file, "de", 2), 2);
   EXPECT_EQ(upnp_file_sync(file), 0);
   upnp_file_close(file);
-  EXPECT_EQ(ReadFile(dir / "f"), "abcde");
+  EXPECT_EQ(ReadFile(dir / "f"), "NEWg old contentde");
+  file = upnp_file_open_append((dir / "new").c_str());
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->size, 0);
+  upnp_file_close(file);
 
-  upnp_file* created = upnp_file_open_append((dir / "new").c_str());
-  ASSERT_NE(created, nullptr);
-  EXPECT_EQ(created->size, 0);
-  upnp_file_close(created);
-}
-
-TEST(File, FailedOpenKeepsErrnoForTheCaller) {
-  TempDir dir;
   EXPECT_EQ(upnp_file_open_read((dir / "missing").c_str()), nullptr);
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(upnp_file_open_write((dir / "no/such/dir").c_str()), nullptr);

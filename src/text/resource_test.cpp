@@ -129,7 +129,7 @@ TEST_F(Resources, OverrideTakesOverAfterTheChecks) {
   uint32_t length = 0;
   char* content = nullptr;
   EXPECT_EQ(upnp_get_resource_file(name.data(), &length, &content), 1);
-  EXPECT_STREQ(content, "x.txt");
+  EXPECT_STREQ(content, "x.txt") << "the override sees the cut name";
   upnp_free(content);
   EXPECT_EQ(Read("../x.txt"), "<none>");
   upnp_resource_init();  // removes the override

@@ -57,7 +57,8 @@ class Translations : public ::testing::Test {
 };
 
 TEST_F(Translations, LanguageFileWithEnglishFallback) {
-  WriteFile(dir_ / "strings-de.txt", Utf16File("|Music|Musik\r\n|Empty|\r\n|Tab|a\tb\r\n|Video|Vid\xE9o\r\n"));
+  WriteFile(dir_ / "strings-de.txt", Utf16File("|Music|Musik\r\n|Empty|\r\n|Tab|a\tb\r\n|Video|Vid\xE9o\r\n|Long|" +
+                                                std::string(2000, 'x') + "\r\n"));
   WriteFile(dir_ / "strings-en.txt", Utf16File("|Music|Music\r\n|Photos|Pictures\r\n|Music|Second\r\n"));
   ASSERT_EQ(upnp_translate_init(1), 0);
   upnp_ini_set("language", "de", 0);
@@ -66,6 +67,7 @@ TEST_F(Translations, LanguageFileWithEnglishFallback) {
   EXPECT_EQ(Translate("Photos"), "Pictures") << "from the English fallback";
   EXPECT_EQ(Translate("Empty"), "\r") << "an empty translation keeps its CR";
   EXPECT_EQ(Translate("Tab"), "a");
+  EXPECT_EQ(Translate("Long"), std::string(1023, 'x')) << "cut to the buffer";
   EXPECT_EQ(upnp_log_settings_read(), 1) << "loading a language reads the settings";
 
   LogRecorder log;
@@ -86,12 +88,6 @@ TEST_F(Translations, ReloadOnlyWhenTheLanguageChanges) {
   EXPECT_EQ(Translate("Music"), "Musique");
   upnp_ini_set("language", "xx", 0);
   EXPECT_EQ(Translate("Music"), "Musique") << "a missing file keeps the previous table";
-}
-
-TEST_F(Translations, LongTranslationsAreCut) {
-  WriteFile(dir_ / "strings-de.txt", Utf16File("|Long|" + std::string(2000, 'x') + "\r\n"));
-  upnp_ini_set("language", "de", 0);
-  EXPECT_EQ(Translate("Long"), std::string(1023, 'x'));
 }
 
 TEST_F(Translations, NoFilesGiveTheKeysBack) {
