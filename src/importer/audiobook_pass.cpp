@@ -34,9 +34,8 @@ void read_audiobook_ids(ImportRun& run) {
   while (!scanner.at_end()) {
     char* line = scanner.next().text;
     if (strstr(line, "<key>Track ID</key>") != nullptr) {
-      if (char* value = extract_value(line, "integer")) {
+      if (const char* value = extract_value_in_place(line, "integer")) {
         audiobook_list_add(run.audiobooks, static_cast<uint32_t>(strtol(value, nullptr, 10)));
-        upnp_free(value);
       }
     }
     if (strstr(line, "</array>") != nullptr) break;

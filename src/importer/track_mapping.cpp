@@ -51,10 +51,9 @@ void set_number(TrackState& track, int32_t id, uint32_t number) {
 
 // The "integer" value, when the line holds one.
 bool read_integer(char* line, uint32_t& number) {
-  char* text = extract_value(line, "integer");
+  const char* text = extract_value_in_place(line, "integer");
   if (text == nullptr) return false;
   number = static_cast<uint32_t>(strtol(text, nullptr, 10));
-  upnp_free(text);
   return true;
 }
 
