@@ -1,6 +1,7 @@
 # A thin front door over CMake. Build trees: build/ (normal), build-asan/,
 # build-tsan/, build-arm/ (64-bit Arm cross-build, tests under qemu-user).
 JOBS ?= $(shell nproc)
+MAKEFLAGS += --no-print-directory
 CMAKE ?= cmake
 PREFIX ?= /usr/local
 # Tests the ThreadSanitizer run covers (a ctest -R pattern): all of them.

@@ -68,7 +68,7 @@ void decode_in_place(char* text) {
 
 extern "C" {
 
-char* extract_value(char* line, const char* element) {
+char* extract_value_in_place(char* line, const char* element) {
   if (line == nullptr || element == nullptr) return nullptr;
   char tag[kTagBufferSize];
   size_t tag_length = format_tag(tag, element, false);
@@ -80,15 +80,18 @@ char* extract_value(char* line, const char* element) {
   if (closing == nullptr) return nullptr;
   *closing = '\0';
   decode_in_place(start);
-  return upnp_strdup(start);
+  return start;
+}
+
+char* extract_value(char* line, const char* element) {
+  // A value that cannot be copied is dropped, as every failed allocation of
+  // the passes is.
+  return upnp_strdup(extract_value_in_place(line, element));
 }
 
 uint32_t extract_integer(char* line) {
-  char* text = extract_value(line, "integer");
-  if (text == nullptr) return 0;
-  const long number = strtol(text, nullptr, 10);
-  upnp_free(text);
-  return static_cast<uint32_t>(number);
+  const char* text = extract_value_in_place(line, "integer");
+  return text != nullptr ? static_cast<uint32_t>(strtol(text, nullptr, 10)) : 0;
 }
 
 }  // extern "C"

@@ -22,6 +22,11 @@ extern "C" {
  * is left untouched when a tag is missing. */
 char* extract_value(char* line, const char* element);
 
+/* The same decoding, without the copy: the decoded value where it now stands
+ * in the line, or null. For values that are read and not kept (numbers),
+ * so the hot path copies nothing it does not keep. */
+char* extract_value_in_place(char* line, const char* element);
+
 /* The "integer" value converted with base-10 strtol and kept as an unsigned
  * 32-bit number ("-1" gives 4294967295); 0 when there is none. */
 uint32_t extract_integer(char* line);

@@ -1,0 +1,106 @@
+// Pass 2: the playlists and folders of the library with their persistent
+// identifiers and parents, from which pass 3 builds each playlist's full
+// name "Folder/Subfolder/Playlist".
+//
+// A playlist entry's keys arrive one per line; the texts of the entry being
+// read are kept pending until its "Folder" or "Playlist Items" line says
+// what it is. Hidden, smart and podcast playlists drop what is pending: they
+// never name a folder.
+#include <string.h>
+
+#include "importer/import_run.hpp"
+#include "importer/line_scanner.hpp"
+#include "importer/playlist_naming.hpp"
+#include "importer/value_decoding.h"
+#include "runtime/memory.h"
+
+namespace importer {
+namespace {
+
+constexpr const char kPlaylistsMarker[] = "<key>Playlists</key>";
+
+// Markers in the order they are tested; the first found in a line wins.
+enum class FolderKey : uint8_t { kDrop, kName, kPlaylistId, kPersistentId, kParentId, kFolder, kItems, kNone };
+
+struct Marker {
+  const char* text;
+  FolderKey key;
+};
+constexpr Marker kMarkers[] = {
+    {"<key>Visible</key><false/>", FolderKey::kDrop},
+    {"<key>Smart Info</key>", FolderKey::kDrop},
+    {"<key>Podcasts</key><true/>", FolderKey::kDrop},
+    {"<key>Name</key>", FolderKey::kName},
+    {"<key>Playlist ID</key>", FolderKey::kPlaylistId},
+    {"<key>Playlist Persistent ID</key>", FolderKey::kPersistentId},
+    {"<key>Parent Persistent ID</key>", FolderKey::kParentId},
+    {"<key>Folder</key><true/>", FolderKey::kFolder},
+    {"<key>Playlist Items</key>", FolderKey::kItems},
+};
+static_assert(sizeof kMarkers / sizeof kMarkers[0] == 9);
+
+FolderKey match(const char* line) {
+  for (const Marker& marker : kMarkers) {
+    if (strstr(line, marker.text) != nullptr) return marker.key;
+  }
+  return FolderKey::kNone;
+}
+
+// The texts of the playlist entry being read; each owned or null.
+struct PendingEntry {
+  TrackedPtr<char> name;
+  TrackedPtr<char> persistent_id;
+  TrackedPtr<char> parent_id;
+
+  void drop() {
+    name.reset();
+    persistent_id.reset();
+    parent_id.reset();
+  }
+  // The node takes copies of the texts.
+  void push(FolderList*& folders, uint32_t playlist_id) const {
+    folder_list_push(folders, persistent_id.get(), parent_id.get(), name.get(), playlist_id);
+  }
+};
+
+}  // namespace
+
+void read_playlist_folders(ImportRun& run) {
+  LineScanner scanner(LinePass::kFoldersAndTracks);
+  if (!scanner.open(run.library_path)) return;
+
+  bool in_playlists = false;
+  PendingEntry pending;
+  uint32_t playlist_id = 0;  // outlives the texts: it is not reset by a drop
+  while (!scanner.at_end()) {
+    char* const line = scanner.next().text;
+    if (strstr(line, kPlaylistsMarker) != nullptr) {
+      in_playlists = true;
+      continue;
+    }
+    if (!in_playlists) continue;
+    switch (match(line)) {
+      case FolderKey::kDrop: pending.drop(); break;
+      case FolderKey::kName: pending.name.reset(extract_value(line, "string")); break;
+      case FolderKey::kPlaylistId: playlist_id = extract_integer(line); break;
+      case FolderKey::kPersistentId: pending.persistent_id.reset(extract_value(line, "string")); break;
+      case FolderKey::kParentId: pending.parent_id.reset(extract_value(line, "string")); break;
+      case FolderKey::kFolder:
+        if (pending.name || pending.persistent_id || pending.parent_id) {
+          pending.push(run.folders, playlist_id);
+        }
+        pending.drop();
+        break;
+      case FolderKey::kItems:
+        // A playlist names nothing unless it can be found by identifier.
+        if (pending.name && (pending.persistent_id || pending.parent_id)) {
+          pending.push(run.folders, playlist_id);
+        }
+        pending.drop();
+        break;
+      case FolderKey::kNone: break;
+    }
+  }
+}
+
+}  // namespace importer

@@ -1,0 +1,280 @@
+#include "importer/track_mapping.hpp"
+
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include <string_view>
+
+#include "dbobject/object_class.h"
+#include "dbobject/object_text.h"
+#include "dbobject/setters.h"
+#include "importer/bounded_format.hpp"
+#include "importer/value_decoding.h"
+#include "runtime/file.h"
+#include "runtime/file_system.h"
+#include "runtime/memory.h"
+
+namespace importer {
+namespace {
+
+// Property ids the key table sets, beside the well-known ones of the table's
+// header.
+enum : int32_t {
+  kAuthor = 24,
+  kAlbumArtist = 27,
+  kAudiobook = 29,
+  kPlayCount = 31,
+  kModificationTime = 34,
+  kLastPlayedTime = 35,
+  kCompilation = 43,
+  kNumberOfThisDisc = 47,
+  kProtocol = 69,
+};
+
+constexpr std::string_view kAddCommand = "##017PLUGIN ITUNES ADD\n";
+constexpr std::string_view kReplaceCommand = "##021PLUGIN ITUNES REPLACE\n";
+static_assert(kAddCommand.size() == 23 && kReplaceCommand.size() == 27, "command lines are fixed");
+static_assert(kAddCommand.substr(2, 3) == "017" && kReplaceCommand.substr(2, 3) == "021",
+              "a command line carries its command's length");
+
+// What the REPLACE record keeps of a track.
+constexpr int32_t kReplaceKeeps[] = {DB_PROP_TITLE, DB_PROP_ARTIST, DB_PROP_GENRE, DB_PROP_ALBUM, DB_PROP_RES};
+
+void set_text(TrackState& track, int32_t id, char* owned) {
+  track.record = db_object_set_prop(track.record, id, owned, 0);
+}
+
+void set_number(TrackState& track, int32_t id, uint32_t number) {
+  track.record = db_object_set_numprop(track.record, id, static_cast<int32_t>(number));
+}
+
+// The "integer" value, when the line holds one.
+bool read_integer(char* line, uint32_t& number) {
+  const char* text = extract_value_in_place(line, "integer");
+  if (text == nullptr) return false;
+  number = static_cast<uint32_t>(strtol(text, nullptr, 10));
+  return true;
+}
+
+char* read_string_or_date(char* line) {
+  char* value = extract_value(line, "string");
+  return value != nullptr ? value : extract_value(line, "date");
+}
+
+void keep_text(char (&buffer)[TrackState::kTextSize], const char* text) {
+  format_cut(buffer, sizeof buffer, "%s", text);
+}
+
+void map_location(TrackState& track, char* value, AudiobookList& audiobooks) {
+  keep_text(track.location, track.protocol == 'd' ? path_of_file_url(value) : value);
+  upnp_free(value);
+  track.has_location = true;
+  set_text(track, DB_PROP_RES, upnp_strdup(track.location));
+  const char protocol[2] = {track.protocol, '\0'};
+  set_text(track, kProtocol, upnp_strdup(protocol));
+  if (audiobook_list_contains(audiobooks, track.id)) {
+    set_number(track, kAudiobook, 1);
+  } else {
+    track.record = db_object_remove_prop(track.record, kAudiobook);
+  }
+}
+
+bool ends_with_epub(const char* path) {
+  constexpr std::string_view kEpub = ".epub";
+  const size_t length = strlen(path);
+  return length >= kEpub.size() && strcasecmp(path + length - kEpub.size(), kEpub.data()) == 0;
+}
+
+bool is_written(const TrackState& track) {
+  return track.protocol != 'h' && upnp_file_exists(track.location) && !ends_with_epub(track.location);
+}
+
+void write_records(TrackState& track, upnp_file* items) {
+  const db_object_class_index cls = track.video ? DB_CLASS_MOVIE : DB_CLASS_MUSIC_TRACK;
+  set_text(track, DB_PROP_CLASS, upnp_strdup(db_object_class_names[cls]));
+  (void)upnp_file_write(items, kAddCommand.data(), kAddCommand.size());
+  db_object_write(track.record, items);
+
+  if (db_object* record = track.record) {
+    for (int32_t id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT; ++id) {
+      // The importer never sets the child list (id 87), whose removal would
+      // leave its slot behind.
+      if (record->value[id] == nullptr || id == DB_PROP_RES_ADDITIONAL) continue;
+      bool keep = false;
+      for (const int32_t kept : kReplaceKeeps) keep = keep || id == kept;
+      if (!keep) db_object_remove_prop(record, id);
+    }
+  }
+  (void)upnp_file_write(items, kReplaceCommand.data(), kReplaceCommand.size());
+  db_object_write(track.record, items);
+}
+
+}  // namespace
+
+void begin_track(TrackState& track, uint32_t id) {
+  track.id = id;
+  track.record = nullptr;
+  track.has_name = false;
+  track.has_location = false;
+  track.is_protected = false;
+  track.video = false;
+  track.protocol = 'd';
+  memset(track.size_text, 0, sizeof track.size_text);
+}
+
+void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& audiobooks) {
+  uint32_t number = 0;
+  switch (key) {
+    case TrackKey::kName:
+      if (char* value = extract_value(line, "string")) {
+        // Kept before the setter trims the value in place.
+        keep_text(track.name, value);
+        track.has_name = true;
+        set_text(track, DB_PROP_TITLE, value);
+      }
+      break;
+    case TrackKey::kArtist:
+      set_text(track, DB_PROP_ARTIST, extract_value(line, "string"));
+      break;
+    case TrackKey::kAlbumArtist:
+      set_text(track, kAlbumArtist, extract_value(line, "string"));
+      break;
+    case TrackKey::kProtected:
+      track.is_protected = true;
+      break;
+    case TrackKey::kComposer:
+      set_text(track, kAuthor, extract_value(line, "string"));
+      break;
+    case TrackKey::kAlbum:
+      set_text(track, DB_PROP_ALBUM, extract_value(line, "string"));
+      break;
+    case TrackKey::kRating:
+      // iTunes rates 0 to 100 in steps of 20; the record holds 0 to 5.
+      if (read_integer(line, number)) set_number(track, DB_PROP_RATING, number / 20);
+      break;
+    case TrackKey::kGenre:
+      set_text(track, DB_PROP_GENRE, extract_value(line, "string"));
+      break;
+    case TrackKey::kSize:
+      // Signed 32-bit on purpose: the media server reads sizes so.
+      if (read_integer(line, number)) {
+        format_cut(track.size_text, sizeof track.size_text, "%d", static_cast<int32_t>(number));
+        set_text(track, DB_PROP_SIZE, upnp_strdup(track.size_text));
+      }
+      break;
+    case TrackKey::kTotalTime:
+      if (read_integer(line, number) && number >= 1) {
+        char duration[15];
+        format_duration(number, duration);
+        set_text(track, DB_PROP_DURATION, upnp_strdup(duration));
+      }
+      break;
+    case TrackKey::kTrackNumber:
+      if (read_integer(line, number) && number != 0) set_number(track, DB_PROP_ORIGINAL_TRACK_NUMBER, number);
+      break;
+    case TrackKey::kBitRate:
+      // kbit/s in the library, bytes per second in the record.
+      if (read_integer(line, number) && number != 0) set_number(track, DB_PROP_BITRATE, number * 125u);
+      break;
+    case TrackKey::kSampleRate:
+      if (read_integer(line, number) && number != 0) set_number(track, DB_PROP_SAMPLE_FREQUENCY, number);
+      break;
+    case TrackKey::kPlayCount:
+      if (read_integer(line, number)) set_number(track, kPlayCount, number);
+      break;
+    case TrackKey::kDiscNumber:
+      if (read_integer(line, number)) set_number(track, kNumberOfThisDisc, number);
+      break;
+    case TrackKey::kDateModified: {
+      char* value = read_string_or_date(line);
+      set_number(track, kModificationTime, value != nullptr ? modification_time_of(value) : 0);
+      upnp_free(value);
+      break;
+    }
+    case TrackKey::kPlayDateUtc: {
+      char* value = read_string_or_date(line);
+      if (value != nullptr) {
+        if (char* zone = strchr(value, 'Z')) *zone = '\0';
+      }
+      set_text(track, kLastPlayedTime, value);
+      break;
+    }
+    case TrackKey::kTrackType:
+      if (char* value = extract_value(line, "string")) {
+        if (strcmp(value, "File") == 0) track.protocol = 'd';
+        if (strcmp(value, "URL") == 0) track.protocol = 'h';
+        upnp_free(value);
+      }
+      break;
+    case TrackKey::kYear:
+      // A year alone is shorter than a full date, so the setter drops it;
+      // handing it over all the same keeps a library that stores a full
+      // date there.
+      set_text(track, DB_PROP_DATE, extract_value(line, "integer"));
+      break;
+    case TrackKey::kHasVideo:
+      track.video = true;
+      break;
+    case TrackKey::kCompilation:
+      set_number(track, kCompilation, 1);
+      break;
+    case TrackKey::kLocation:
+      if (char* value = extract_value(line, "string")) map_location(track, value, audiobooks);
+      break;
+    case TrackKey::kNone:
+      break;
+  }
+}
+
+void end_track(TrackState& track, upnp_file* items, TrackList& tracks) {
+  if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
+  db_object_free(track.record);
+  track.record = nullptr;
+  // A protected track is not offered to the playlists either; every other
+  // track is, written or not (a URL track still plays from a playlist).
+  if (track.is_protected) return;
+  track_list_insert(tracks, track.id, track.has_location ? track.location : nullptr,
+                    track.has_name ? track.name : nullptr);
+}
+
+char* path_of_file_url(char* url) {
+  size_t length = strlen(url);
+  if (length > 0 && url[length - 1] == '/') url[--length] = '\0';
+  size_t start = strstr(url, "localhost") != nullptr ? 16 : 5;  // behind "file://localhost" or "file:"
+  if (start > length) return url + length;
+  // A drive letter, "/C:/Music", keeps "C:/Music".
+  if (start + 2 < length && url[start + 2] == ':') ++start;
+  const auto separator = [](char c) { return c == '/' || c == '\\'; };
+  char* rest = url + start;
+  if ((rest[0] == '/' && rest[1] == '/') || (rest[0] == '\\' && rest[1] == '\\')) {
+    // "//host/share/a.mp3": the host goes with its separator. A host with
+    // nothing behind it leaves an empty path.
+    rest += 2;
+    while (*rest != '\0' && !separator(*rest)) ++rest;
+    if (*rest != '\0') ++rest;
+  } else if (separator(rest[0])) {
+    ++rest;
+  }
+  return rest;
+}
+
+uint32_t modification_time_of(const char* value) {
+  const size_t length = strlen(value);
+  const auto digit = [&](size_t i) -> uint32_t {
+    const auto c = static_cast<unsigned char>(i < length ? value[i] : '\0');
+    return static_cast<uint32_t>(c) - static_cast<uint32_t>('0');
+  };
+  const auto two = [&](size_t i) { return digit(i) * 10u + digit(i + 1); };
+  const uint32_t year = digit(0) * 1000u + digit(1) * 100u + two(2);
+  const uint32_t days = (year - 1980u) * 366u + two(5) * 31u + two(8);
+  return days * 86400u + two(11) * 3600u + two(14) * 60u + two(17);
+}
+
+void format_duration(uint32_t milliseconds, char (&out)[15]) {
+  const uint32_t t = milliseconds;
+  format_cut(out, sizeof out, "%u:%02u:%02u.%03u", t / 3600000u, (t % 3600000u) / 60000u, (t % 60000u) / 1000u,
+             t % 1000u);
+}
+
+}  // namespace importer

@@ -1,0 +1,72 @@
+// One track entry of the library file turned into a media object record, key
+// line by key line, and what happens at the entry's end: the record goes to
+// the items file twice (an "ADD" record with every property, then a cut-down
+// "REPLACE" record) or is dropped, and the track enters the track list that
+// the playlists look their entries up in.
+//
+// Runs on the main thread during pass 3; takes no lock. Every heap block
+// comes from the tracked allocator; a failed allocation drops that one value.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "dbobject/object.h"
+#include "importer/track_keys.hpp"
+#include "importer/track_lists.hpp"
+
+struct upnp_file;
+
+namespace importer {
+
+// The state of the track being read. Name and location are kept in buffers
+// of the line's size (no value is longer than a line), so the only heap
+// copies of a track are the ones the record and the track list keep.
+struct TrackState {
+  static constexpr size_t kTextSize = 1024;
+  static constexpr size_t kSizeTextSize = 32;
+
+  uint32_t id;
+  db_object* record;  // created by the first property set
+  bool has_name;
+  bool has_location;
+  bool is_protected;
+  bool video;
+  char protocol;  // 'd' for a local file, 'h' for a URL track
+  char name[kTextSize];
+  char location[kTextSize];
+  char size_text[kSizeTextSize];
+};
+
+// Resets the state for the track whose "<key>Track ID</key>" line gave `id`.
+void begin_track(TrackState& track, uint32_t id);
+
+// Applies one key line of the entry. `line` is the scanner's writable text;
+// reading a value decodes it in place.
+void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& audiobooks);
+
+// The end of the entry: writes the track's two records to `items` when it is
+// usable (not protected, has an existing local file that is not an ".epub"),
+// frees the record, and enters every unprotected track in `tracks`.
+void end_track(TrackState& track, upnp_file* items, TrackList& tracks);
+
+// Conversions of the key table, apart for their tests.
+
+// A file URL's path: drive letters kept ("C:/Music"), a host dropped, and
+// the leading "/" of a POSIX path dropped too, so that the path is relative
+// to the working directory (deliberately). Changes `url` in place (cuts a
+// trailing "/") and returns a pointer into it.
+char* path_of_file_url(char* url);
+
+// The library's "Date Modified" as a day-and-time count that is not a
+// calendar time: ((year - 1980) * 366 + month * 31 + day) * 86400 + the time
+// of day in seconds, in unsigned 32-bit arithmetic, from the fixed positions
+// of "YYYY-MM-DDTHH:MM:SS". Positions behind the end of a short value count
+// as NUL characters.
+uint32_t modification_time_of(const char* value);
+
+// "H:MM:SS.mmm" of a duration in milliseconds, into `out` (15 bytes hold the
+// longest, "1193:02:47.295").
+void format_duration(uint32_t milliseconds, char (&out)[15]);
+
+}  // namespace importer
