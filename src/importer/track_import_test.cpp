@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "importer/items_writer.hpp"
 #include "importer/track_mapping.hpp"
 #include "runtime/memory.h"
 #include "testing/temp_dir.h"
@@ -243,7 +244,8 @@ TEST(TrackMapping, TrackListEntries) {
     for (std::string line : c.lines) {
       importer::map_track_key(track, importer::match_track_key(line.c_str()), line.data(), audiobooks);
     }
-    importer::end_track(track, nullptr, tracks);
+    importer::ItemsWriter items(nullptr);
+    importer::end_track(track, items, tracks);
     const importer::TrackNode* node = importer::track_list_find(tracks, 9);
     ASSERT_EQ(node != nullptr, c.listed) << c.name;
     if (node != nullptr) {

@@ -1,5 +1,7 @@
 #include "importer/track_mapping.hpp"
 
+#include "importer/items_writer.hpp"
+
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
@@ -90,11 +92,11 @@ bool is_written(const TrackState& track) {
   return track.protocol != 'h' && upnp_file_exists(track.location) && !ends_with_epub(track.location);
 }
 
-void write_records(TrackState& track, upnp_file* items) {
+void write_records(TrackState& track, ItemsWriter& items) {
   const db_object_class_index cls = track.video ? DB_CLASS_MOVIE : DB_CLASS_MUSIC_TRACK;
   set_text(track, DB_PROP_CLASS, upnp_strdup(db_object_class_names[cls]));
-  (void)upnp_file_write(items, kAddCommand.data(), kAddCommand.size());
-  db_object_write(track.record, items);
+  items.write(kAddCommand.data(), kAddCommand.size());
+  items.write_record(track.record);
 
   if (db_object* record = track.record) {
     for (int32_t id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT; ++id) {
@@ -106,8 +108,8 @@ void write_records(TrackState& track, upnp_file* items) {
       if (!keep) db_object_remove_prop(record, id);
     }
   }
-  (void)upnp_file_write(items, kReplaceCommand.data(), kReplaceCommand.size());
-  db_object_write(track.record, items);
+  items.write(kReplaceCommand.data(), kReplaceCommand.size());
+  items.write_record(track.record);
 }
 
 }  // namespace
@@ -227,7 +229,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
   }
 }
 
-void end_track(TrackState& track, upnp_file* items, TrackList& tracks) {
+void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
   if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
   db_object_free(track.record);
   track.record = nullptr;

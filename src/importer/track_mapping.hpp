@@ -19,6 +19,8 @@ struct upnp_file;
 
 namespace importer {
 
+class ItemsWriter;
+
 // The state of the track being read. Name and location are kept in buffers
 // of the line's size (no value is longer than a line), so the only heap
 // copies of a track are the ones the record and the track list keep.
@@ -48,7 +50,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 // The end of the entry: writes the track's two records to `items` when it is
 // usable (not protected, has an existing local file that is not an ".epub"),
 // frees the record, and enters every unprotected track in `tracks`.
-void end_track(TrackState& track, upnp_file* items, TrackList& tracks);
+void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks);
 
 // Conversions of the key table, apart for their tests.
 

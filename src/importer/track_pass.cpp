@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "importer/import_run.hpp"
+#include "importer/items_writer.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/track_keys.hpp"
@@ -29,13 +30,14 @@ void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
 void read_tracks_and_playlists(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
   if (!scanner.open(run.library_path)) return;
+  ItemsWriter items(run.items_file);
   TrackState track;
   while (!scanner.at_end()) {
     char* line = scanner.next().text;
     if (strstr(line, "<key>Track ID</key>") != nullptr) {
       begin_track(track, extract_integer(line));
       read_track(run, scanner, track);
-      end_track(track, run.items_file, run.tracks);
+      end_track(track, items, run.tracks);
     } else if (strstr(line, "<key>Playlists</key>") != nullptr) {
       write_playlists(run, scanner);
       return;

@@ -1,0 +1,43 @@
+#include "importer/items_writer.hpp"
+
+#include <string.h>
+
+#include "dbobject/object_text.h"
+#include "runtime/file.h"
+#include "runtime/memory.h"
+#include "text/upnp_string.h"
+
+namespace importer {
+
+ItemsWriter::ItemsWriter(upnp_file* file)
+    : file_(file), buffer_(static_cast<char*>(upnp_malloc(kBufferSize))) {}
+
+ItemsWriter::~ItemsWriter() {
+  flush();
+  if (buffer_ != nullptr) upnp_free(buffer_);
+}
+
+void ItemsWriter::write(const char* data, size_t length) {
+  if (buffer_ != nullptr && length_ + length > kBufferSize) flush();
+  if (buffer_ == nullptr || length > kBufferSize) {
+    (void)upnp_file_write(file_, data, length);
+    return;
+  }
+  memcpy(buffer_ + length_, data, length);
+  length_ += length;
+}
+
+void ItemsWriter::write_record(const db_object* record) {
+  if (record == nullptr) return;
+  upnp_string* text = db_object_to_string(record);
+  if (!upnp_string_is_empty(text)) write(text->data, text->length);
+  upnp_string_free(text);
+}
+
+void ItemsWriter::flush() {
+  if (length_ == 0) return;
+  (void)upnp_file_write(file_, buffer_, length_);
+  length_ = 0;
+}
+
+}  // namespace importer
