@@ -9,6 +9,15 @@
 
 namespace testing_support {
 
+// One key line of a track entry.
+inline std::string Key(const std::string& key, const std::string& element, const std::string& value) {
+  return "\t\t\t<key>" + key + "</key><" + element + ">" + value + "</" + element + ">\n";
+}
+inline std::string Str(const std::string& key, const std::string& value) { return Key(key, "string", value); }
+inline std::string Int(const std::string& key, long value) { return Key(key, "integer", std::to_string(value)); }
+inline std::string True(const std::string& key) { return "\t\t\t<key>" + key + "</key><true/>\n"; }
+inline const std::string kFileTrack = Str("Track Type", "File");
+
 struct LibraryTrack {
   uint32_t id = 0;
   std::string name;
@@ -26,23 +35,20 @@ struct LibraryPlaylist {
 };
 
 inline std::string LibraryTrackXml(const LibraryTrack& t) {
-  std::string s = "\t\t<key>" + std::to_string(t.id) + "</key>\n\t\t<dict>\n";
-  s += "\t\t\t<key>Track ID</key><integer>" + std::to_string(t.id) + "</integer>\n";
-  if (!t.name.empty()) s += "\t\t\t<key>Name</key><string>" + t.name + "</string>\n";
+  std::string s = "\t\t<key>" + std::to_string(t.id) + "</key>\n\t\t<dict>\n" + Int("Track ID", t.id);
+  if (!t.name.empty()) s += Str("Name", t.name);
   s += t.extra;
-  if (!t.location.empty()) s += "\t\t\t<key>Location</key><string>" + t.location + "</string>\n";
+  if (!t.location.empty()) s += Str("Location", t.location);
   return s + "\t\t</dict>\n";
 }
 
 inline std::string LibraryPlaylistXml(const LibraryPlaylist& p) {
-  std::string s = "\t\t<dict>\n\t\t\t<key>Name</key><string>" + p.name + "</string>\n";
-  s += "\t\t\t<key>Playlist ID</key><integer>1</integer>\n";
-  if (!p.persistent_id.empty())
-    s += "\t\t\t<key>Playlist Persistent ID</key><string>" + p.persistent_id + "</string>\n";
-  if (!p.parent_id.empty()) s += "\t\t\t<key>Parent Persistent ID</key><string>" + p.parent_id + "</string>\n";
+  std::string s = "\t\t<dict>\n" + Str("Name", p.name) + Int("Playlist ID", 1);
+  if (!p.persistent_id.empty()) s += Str("Playlist Persistent ID", p.persistent_id);
+  if (!p.parent_id.empty()) s += Str("Parent Persistent ID", p.parent_id);
   s += p.extra;
-  if (p.folder) s += "\t\t\t<key>Folder</key><true/>\n";
-  s += "\t\t\t<key>All Items</key><true/>\n";
+  if (p.folder) s += True("Folder");
+  s += True("All Items");
   if (!p.folder) {
     s += "\t\t\t<key>Playlist Items</key>\n\t\t\t<array>\n";
     for (uint32_t id : p.items)
