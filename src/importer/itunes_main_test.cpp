@@ -1,8 +1,6 @@
 // End-to-end tests of the command line: they run the built program in a
 // scratch directory and look at its exit status, its log and the files it
 // leaves.
-#include "importer/itunes_main.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,13 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "runtime/lifecycle.h"
-#include "runtime/memory.h"
+#include "testing/itunes_library.hpp"
 #include "testing/temp_dir.h"
 
 namespace {
 
 using testing_support::FileExists;
+using testing_support::ListDir;
 using testing_support::ReadFile;
 using testing_support::Run;
 using testing_support::TempDir;
@@ -31,39 +29,42 @@ int RunImporter(const TempDir& dir, std::vector<std::string> args) {
   return Run(args, dir.path()).exit_status;
 }
 
-TEST(CommandLine, ExitStatuses) {
-  struct Case {
+// Each case starts with a library and an old items file; what is left shows
+// how far the run went.
+TEST(CommandLine, ExitStatusesAndWhatTheRunTouched) {
+  const std::vector<std::string> untouched = {"db", "lib.xml"};
+  const struct {
     const char* name;
     std::vector<std::string> args;
     int status;
+    const char* items;
+    std::vector<std::string> files;
+  } cases[] = {
+      {"no arguments", {}, 255, "old", untouched},
+      {"check alone", {"-check"}, 0, "old", untouched},
+      {"check after options, the log opened before it", {"-logfile", "run.log", "-dbdir", "db", "-check"}, 0, "old",
+       {"db", "lib.xml", "run.log"}},
+      {"no database directory", {"-itunes-lib", "lib.xml", "-playlist-dir", "pl"}, 255, "old", untouched},
+      {"database directory value begins with a dash",
+       {"-dbdir", "-x", "-itunes-lib", "lib.xml", "-playlist-dir", "pl"}, 255, "old", untouched},
+      {"no playlist directory", {"-dbdir", "db", "-itunes-lib", "lib.xml"}, 255, "old", untouched},
+      {"library missing", {"-dbdir", "db", "-playlist-dir", "pl", "-itunes-lib", "missing.xml"}, 255, "old", untouched},
+      {"no library option", {"-dbdir", "db", "-playlist-dir", "pl"}, 255, "old", untouched},
+      {"complete", {"-dbdir", "db", "-playlist-dir", "pl", "-itunes-lib", "lib.xml"}, 0, "", untouched},
+      {"dash value skipped, then examined as an option", {"-dbdir", "db", "-itunes-lib", "-check"}, 0, "old",
+       untouched},
+      {"init ends the run", {"-init", "init.txt", "-dbdir", "db"}, 0, "old", {"db", "init.txt", "lib.xml"}},
   };
-  const std::vector<Case> cases = {
-      {"no arguments", {}, 255},
-      {"check alone", {"-check"}, 0},
-      {"check after options", {"-dbdir", "db", "-check"}, 0},
-      {"no database directory", {"-itunes-lib", "lib.xml", "-playlist-dir", "pl"}, 255},
-      {"database directory value begins with a dash", {"-dbdir", "-x", "-itunes-lib", "lib.xml", "-playlist-dir", "pl"}, 255},
-      {"no playlist directory", {"-dbdir", "db", "-itunes-lib", "lib.xml"}, 255},
-      {"library missing", {"-dbdir", "db", "-playlist-dir", "pl", "-itunes-lib", "missing.xml"}, 255},
-      {"no library option", {"-dbdir", "db", "-playlist-dir", "pl"}, 255},
-      {"complete", {"-dbdir", "db", "-playlist-dir", "pl", "-itunes-lib", "lib.xml"}, 0},
-      {"dash value skipped, then examined as an option", {"-dbdir", "db", "-itunes-lib", "-check"}, 0},
-      {"init ends the run", {"-init", "init.txt", "-dbdir", "db"}, 0},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     TempDir dir;
     WriteFile(dir / "lib.xml", kTinyLibrary);
     mkdir((dir / "db").c_str(), 0755);
+    WriteFile(dir / "db/itunes.import.items", "old");
     EXPECT_EQ(RunImporter(dir, c.args), c.status) << c.name;
+    EXPECT_EQ(ListDir(dir.path()), c.files) << c.name;
+    EXPECT_EQ(ListDir(dir / "db"), std::vector<std::string>{"itunes.import.items"}) << c.name;
+    EXPECT_EQ(ReadFile(dir / "db/itunes.import.items"), c.items) << c.name;
   }
-}
-
-TEST(CommandLine, CheckTouchesNoFileBeyondTheLogOpenedBeforeIt) {
-  TempDir dir;
-  mkdir((dir / "db").c_str(), 0755);
-  EXPECT_EQ(RunImporter(dir, {"-logfile", dir / "run.log", "-dbdir", dir / "db", "-check"}), 0);
-  EXPECT_TRUE(FileExists(dir / "run.log")) << "the log option before -check took effect";
-  EXPECT_EQ(testing_support::ListDir(dir / "db"), std::vector<std::string>{});
 }
 
 TEST(CommandLine, InitAppendsElevenBytesOnEveryRun) {
@@ -105,89 +106,44 @@ TEST(CommandLine, LogFileKeepsErrorsAndOtherCategoriesOnly) {
                                 "\" failed. (No such file or directory,errno=2)");
 }
 
-TEST(CommandLine, UnreadableLibraryFailsWithoutTouchingTheDatabaseDirectory) {
-  TempDir dir;
-  mkdir((dir / "db").c_str(), 0755);
-  WriteFile(dir / "db/itunes.import.items", "old");
-  EXPECT_EQ(RunImporter(dir, {"-logfile", dir / "run.log", "-dbdir", dir / "db", "-playlist-dir", "", "-itunes-lib",
-                              "nothing.xml"}),
-            255);
-  EXPECT_EQ(testing_support::ListDir(dir / "db"), std::vector<std::string>{"itunes.import.items"});
-  EXPECT_EQ(ReadFile(dir / "db/itunes.import.items"), "old");
-}
-
-// Which library a run read shows in the clean-up beside it: stale "iT*.tmp"
-// files go from that library's directory only.
+// "-base" goes in front of the library path, with the library as passed as
+// the fallback; an empty "-playlist-dir" puts the playlists into the
+// database directory. Which library was read shows in the playlist made and
+// in the clean-up beside it: stale "iT*.tmp" files go from that library's
+// directory only.
 TEST(CommandLine, BaseFallsBackToTheLibraryAsPassed) {
-  TempDir dir;
-  mkdir((dir / "base").c_str(), 0755);
-  mkdir((dir / "db").c_str(), 0755);
-  struct Case {
+  const auto library = [](const char* playlist) {
+    return testing_support::LibraryXml({{1, "", "file://localhost/x.mp3", ""}}, {{playlist, "P1", "", false, {1}, ""}});
+  };
+  const struct {
     const char* name;
-    std::string base;
-    bool library_under_base;
-    bool expect_cleaned_under_base;
+    bool under_base, empty_base;
+    std::string read;
+  } cases[] = {
+      {"missing under the base, present as passed", false, false, "Passed"},
+      {"present under the base", true, false, "Base"},
+      {"empty base", true, true, "Passed"},
   };
-  const std::vector<Case> cases = {
-      {"missing under the base, present as passed", dir / "base", false, false},
-      {"present under the base", dir / "base", true, true},
-      {"empty base", "", true, false},
-  };
-  for (const Case& c : cases) {
-    WriteFile(dir / "lib.xml", kTinyLibrary);
-    std::remove((dir / "base/lib.xml").c_str());
-    if (c.library_under_base) WriteFile(dir / "base/lib.xml", kTinyLibrary);
+  for (const auto& c : cases) {
+    TempDir dir;
+    mkdir((dir / "base").c_str(), 0755);
+    mkdir((dir / "db").c_str(), 0755);
+    WriteFile(dir / "lib.xml", library("Passed"));
+    if (c.under_base) WriteFile(dir / "base/lib.xml", library("Base"));
     WriteFile(dir / "iTunes.tmp", "");
     WriteFile(dir / "base/iTunes.tmp", "");
-    EXPECT_EQ(RunImporter(dir, {"-dbdir", dir / "db", "-playlist-dir", "", "-base", c.base, "-itunes-lib", "lib.xml"}),
+    const std::string base = c.empty_base ? "" : dir / "base";
+    EXPECT_EQ(RunImporter(dir, {"-dbdir", dir / "db", "-playlist-dir", "", "-base", base, "-itunes-lib", "lib.xml"}),
               0)
         << c.name;
-    EXPECT_EQ(FileExists(dir / "base/iTunes.tmp"), !c.expect_cleaned_under_base) << c.name;
+    EXPECT_EQ(ListDir(dir / "db"), (std::vector<std::string>{"iTunes-playlist-" + c.read + "_(iTunes)##M.wpl",
+                                                             "itunes.import.items", "itunes.log"}))
+        << c.name;
+    EXPECT_EQ(FileExists(dir / "base/iTunes.tmp"), c.read == "Passed") << c.name;
     // "lib.xml" as passed has no directory part: the scan of "lib.xml" as a
     // directory finds nothing, so the working directory's file stays.
     EXPECT_TRUE(FileExists(dir / "iTunes.tmp")) << c.name;
   }
-}
-
-TEST(CommandLine, StaleLibraryTemporariesAreRemoved) {
-  TempDir dir;
-  WriteFile(dir / "lib.xml", kTinyLibrary);
-  for (const char* name : {"iTunes Library.xml.tmp", "iT.tmp.old", "Library.tmp", "it.tmp", "iTunes.xml"}) {
-    WriteFile(dir / name, "");
-  }
-  EXPECT_EQ(RunImporter(dir, {"-dbdir", dir.path(), "-playlist-dir", "", "-itunes-lib", dir / "lib.xml"}), 0);
-  EXPECT_EQ(testing_support::ListDir(dir.path()),
-            (std::vector<std::string>{"Library.tmp", "iTunes.xml", "it.tmp", "itunes.import.items", "lib.xml"}));
-}
-
-TEST(CommandLine, WorkDirectoryIsMadeAndRemoved) {
-  TempDir dir;
-  WriteFile(dir / "lib.xml", kTinyLibrary);
-  mkdir((dir / "db").c_str(), 0755);
-  EXPECT_EQ(RunImporter(dir, {"-dbdir", dir / "db", "-playlist-dir", "", "-itunes-lib", "lib.xml"}), 0);
-  EXPECT_EQ(testing_support::ListDir(dir / "db"), std::vector<std::string>{"itunes.import.items"});
-  EXPECT_EQ(ReadFile(dir / "db/itunes.import.items"), "") << "a library without tracks gives an empty items file";
-}
-
-// A whole start-up, run and shut-down in this process returns every tracked
-// byte, and the runtime starts again after a shut-down.
-TEST(Runtime, WholeRunReturnsEveryTrackedByte) {
-  TempDir dir;
-  WriteFile(dir / "lib.xml", kTinyLibrary);
-  const std::string db = dir / "db", lib = dir / "lib.xml";
-  for (int round = 0; round < 2; ++round) {
-    upnp_runtime_exit();
-    upnp_runtime_init();
-    std::vector<std::string> args = {"itunes-import", "-dbdir", db, "-playlist-dir", db, "-itunes-lib", lib};
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    EXPECT_EQ(itunes_main(static_cast<int32_t>(argv.size()), argv.data()), 0);
-    upnp_runtime_exit();
-    EXPECT_EQ(g_memUsed, 0) << "round " << round;
-    EXPECT_EQ(runtime_prepared, 0);
-    EXPECT_EQ(runtime_started, 0);
-  }
-  upnp_runtime_init();
 }
 
 }  // namespace
