@@ -100,64 +100,13 @@ TEST(LineScanner, SameLinesAsGetsAcrossBlockEdges) {
   }
 }
 
-TEST(LineScanner, ChunksOfSmallFiles) {
-  struct Case {
-    const char* name;
-    std::string content;
-    LinePass pass;
-    std::vector<std::string> lines;
-  };
-  const std::string k1023(1023, 'a');
-  const std::string k1024(1024, 'b');
-  const Case cases[] = {
-      {"empty file", "", LinePass::kFoldersAndTracks, {}},
-      {"no trailing newline", "ab\ncd", LinePass::kFoldersAndTracks, {"ab\n", "cd"}},
-      {"empty lines", "\n\nx\n\n", LinePass::kFoldersAndTracks, {"\n", "\n", "x\n", "\n"}},
-      {"NUL ends the text, not the line", std::string("a\0b\nc\n", 6), LinePass::kFoldersAndTracks, {"a", "c\n"}},
-      // Passes 2 and 3 lose the 1024th byte of a full chunk, here the newline.
-      {"1023 bytes and newline, passes 2-3", k1023 + "\nx", LinePass::kFoldersAndTracks, {k1023, "x"}},
-      {"1023 bytes and newline, pass 1", k1023 + "\nx", LinePass::kAudiobooks, {k1023, "\n", "x"}},
-      {"1024 bytes, passes 2-3", k1024 + "\n", LinePass::kFoldersAndTracks, {k1024.substr(1), "\n"}},
-      {"1024 bytes, pass 1", k1024 + "\n", LinePass::kAudiobooks, {k1024.substr(1), "b\n"}},
-  };
-  TempDir dir;
-  for (const Case& c : cases) {
-    const std::string path = dir / "lib.xml";
-    WriteFile(path, c.content);
-    LineScanner scanner(c.pass);
-    ASSERT_TRUE(scanner.open(path.c_str())) << c.name;
-    std::vector<std::string> lines;
-    while (!scanner.at_end()) lines.emplace_back(scanner.next().text);
-    EXPECT_EQ(lines, c.lines) << c.name;
-    EXPECT_STREQ(scanner.next().text, "") << c.name << ": reading at the end gives an empty line";
-  }
-}
-
-TEST(LineScanner, AttachedHandleContinuesWhereItStandsAndIsLeftBehindTheLastLine) {
-  TempDir dir;
-  const std::string path = dir / "lib.xml";
-  WriteFile(path, "skip\nkeep\nrest\n");
-  upnp_file* file = upnp_file_open_read(path.c_str());
-  ASSERT_NE(file, nullptr);
-  char buffer[LineScanner::kLineBufferSize] = {};
-  upnp_file_gets(buffer, sizeof buffer, file);
-  {
-    LineScanner scanner(LinePass::kFoldersAndTracks);
-    ASSERT_TRUE(scanner.attach(file));
-    EXPECT_STREQ(scanner.next().text, "keep\n");
-  }
-  EXPECT_EQ(file->position, 10);
-  EXPECT_STREQ(upnp_file_gets(buffer, sizeof buffer, file), "rest\n") << "the handle is still open";
-  upnp_file_close(file);
-}
-
 TEST(LineScanner, MissingFileOrShrunkFileEndsThePass) {
   TempDir dir;
   const int64_t used_before = upnp_mem_used();
   LineScanner scanner(LinePass::kAudiobooks);
   EXPECT_FALSE(scanner.open((dir / "absent.xml").c_str()));
   EXPECT_TRUE(scanner.at_end());
-  EXPECT_STREQ(scanner.next().text, "");
+  EXPECT_STREQ(scanner.next().text, "") << "reading at the end gives an empty line";
 
   // A file cut short after it was opened must not make a pass loop spin.
   const std::string path = dir / "lib.xml";
