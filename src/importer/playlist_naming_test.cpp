@@ -1,11 +1,10 @@
 #include "importer/playlist_naming.hpp"
 
 #include <gtest/gtest.h>
+#include <stdio.h>
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
 
 namespace importer {
 namespace {
@@ -33,50 +32,30 @@ TEST(PlaylistNaming, MediaKindLetter) {
 
 TEST(PlaylistNaming, FileBaseSanitisesAndAddsKind) {
   const struct {
-    const char* name;
+    std::string name;
     char kind;
-    const char* base;
+    std::string base;
   } cases[] = {
       {"Old: 80s/Rock (iTunes)", 'V', "Old__80s_Rock_(iTunes)##V"},
       {"a\\b+c*d<e>f|g@h$i\"j'k&l?m~n", 'M', "a_b_c_d_e_f_g_h_i_j_k_l_m_n##M"},
       {"Caf\xc3\xa9 #1", 'P', "Caf\xc3\xa9_#1##P"},
       {"", 'M', "##M"},
+      {std::string(300, 'a'), 'V', std::string(255, 'a')},  // the kind suffix is cut with the rest
   };
   for (const auto& c : cases) {
     char base[kWplBaseSize];
-    wpl_file_base(c.name, c.kind, base);
-    EXPECT_STREQ(base, c.base) << c.name;
+    wpl_file_base(c.name.c_str(), c.kind, base);
+    EXPECT_EQ(base, c.base) << c.name;
   }
 }
 
-TEST(PlaylistNaming, LongNamesAreCutToTheirBuffers) {
-  char base[kWplBaseSize];
-  wpl_file_base(std::string(300, 'a'), 'V', base);
-  EXPECT_EQ(std::string(base), std::string(255, 'a')) << "the kind suffix is cut with the rest";
-
+// " (iTunes)" is added while the name is shorter than its buffer, and cut.
+TEST(PlaylistNaming, ItunesSuffixIsCutToTheBuffer) {
   char name[kPathBufferSize];
   const std::string long_name(1020, 'n');
   snprintf(name, sizeof name, "%s", long_name.c_str());
   append_itunes_suffix(name);
   EXPECT_EQ(std::string(name), long_name + " (i");
-  snprintf(name, sizeof name, "Rock");
-  append_itunes_suffix(name);
-  EXPECT_STREQ(name, "Rock (iTunes)");
-}
-
-TEST(PlaylistNaming, Paths) {
-  char path[kPathBufferSize];
-  wpl_file_path("/db/itunes-import-temp", "Old__80s_Rock_(iTunes)##V", path);
-  EXPECT_STREQ(path, "/db/itunes-import-temp/iTunes-playlist-Old__80s_Rock_(iTunes)##V.wpl");
-  playlist_list_path("/db/itunes-import-temp", path);
-  EXPECT_STREQ(path, "/db/itunes-import-temp/itunes.log");
-}
-
-TEST(PlaylistNaming, IgnoredNames) {
-  for (const char* name : {"smartplaylist", "Library", "Recently Added", "Music", "Podcasts"})
-    EXPECT_TRUE(is_ignored_playlist_name(name)) << name;
-  for (const char* name : {"music", "Library ", "", "Rock"})
-    EXPECT_FALSE(is_ignored_playlist_name(name)) << name;
 }
 
 // Builds a folder list from rows given in file order (the list reverses it).
@@ -97,7 +76,6 @@ class FolderChain {
     build_full_name(head_, id, name);
     return name;
   }
-  const FolderList* head() const { return head_; }
 
  private:
   FolderList* head_ = nullptr;
@@ -116,6 +94,8 @@ TEST(PlaylistNaming, FullNameThroughNestedFolders) {
       {"A", "B", "Ann"},             // A and B are each other's parent
       {"B", "A", "Bob"},
       {"P5", "GONE", "Orphan"},      // parent never recorded
+      {"D", nullptr, "Early"},       // the same id twice: the later line of
+      {"D", nullptr, "Late"},        // the file sits first in the list
   });
   const struct {
     const char* id;
@@ -123,17 +103,10 @@ TEST(PlaylistNaming, FullNameThroughNestedFolders) {
   } cases[] = {
       {"P1", "Old: 80s/Live/Rock"}, {"P2", "Old: 80s/Pop"}, {"P3", "Top"},
       {"P4", "Old: 80s/Under"},     {"S1", "Self"},         {"A", "Bob/Ann"},
-      {"B", "Ann/Bob"},             {"P5", "Orphan"},       {"NONE", ""},
-      {"", ""},
+      {"B", "Ann/Bob"},             {"P5", "Orphan"},       {"D", "Late"},
+      {"NONE", ""},                 {"", ""},
   };
   for (const auto& c : cases) EXPECT_EQ(folders.full_name(c.id), c.full_name) << c.id;
-}
-
-TEST(PlaylistNaming, FullNameTakesTheFirstNodeInListOrder) {
-  // The same persistent id twice: the later line of the file sits first.
-  const FolderChain folders({{"P", nullptr, "Early"}, {"P", nullptr, "Late"}});
-  EXPECT_EQ(folders.full_name("P"), "Late");
-  EXPECT_EQ(folders.head()->playlist_id, 2u) << "new nodes go at the head";
 }
 
 TEST(PlaylistNaming, FullNameIsCutNotOverrun) {
@@ -142,18 +115,6 @@ TEST(PlaylistNaming, FullNameIsCutNotOverrun) {
   const std::string name = folders.full_name("P");
   EXPECT_EQ(name.size(), kPathBufferSize - 1);
   EXPECT_EQ(name.substr(0, 701), long_name + "/");
-}
-
-TEST(PlaylistNaming, FolderListLeavesNothingBehindWhenAllocationsFail) {
-  const int64_t before = upnp_mem_used();
-  ForEachAllocationFailure([] {
-    FolderList* head = nullptr;
-    folder_list_push(head, "id", "parent", "name", 7);
-    folder_list_push(head, nullptr, nullptr, "second", 8);
-    folder_list_free(head);
-    EXPECT_EQ(head, nullptr);
-  });
-  EXPECT_EQ(upnp_mem_used(), before);
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
 
 namespace importer {
 namespace {
@@ -60,42 +58,6 @@ TEST(TrackList, OrderAndLookupMatchThePlainList) {
     }
     track_list_free(list);
   }
-}
-
-TEST(TrackList, TrackWithoutLocationKeepsNone) {
-  TrackList list{};
-  track_list_insert(list, 5, nullptr, "n");
-  const TrackNode* node = track_list_find(list, 5);
-  ASSERT_NE(node, nullptr);
-  EXPECT_EQ(node->location, nullptr);
-  track_list_free(list);
-}
-
-TEST(TrackList, EveryAllocationFailureLeaksNothing) {
-  const int64_t before = g_memUsed;
-  ForEachAllocationFailure([] {
-    TrackList list{};
-    for (uint32_t id : {3u, 1u, 2u}) track_list_insert(list, id, "loc", "name");
-    (void)track_list_find(list, 2);
-    (void)track_list_find(list, 9);
-    track_list_free(list);
-    AudiobookList books{};
-    for (uint32_t id = 0; id < 100; ++id) audiobook_list_add(books, id);
-    (void)audiobook_list_contains(books, 50);
-    audiobook_list_free(books);
-  });
-  EXPECT_EQ(g_memUsed, before);
-}
-
-TEST(AudiobookList, Membership) {
-  AudiobookList books{};
-  EXPECT_FALSE(audiobook_list_contains(books, 1)) << "empty";
-  for (uint32_t id : {900u, 5u, 77u, 5u}) audiobook_list_add(books, id);
-  for (uint32_t id : {5u, 77u, 900u}) EXPECT_TRUE(audiobook_list_contains(books, id)) << id;
-  for (uint32_t id : {0u, 6u, 901u}) EXPECT_FALSE(audiobook_list_contains(books, id)) << id;
-  audiobook_list_add(books, 6);
-  EXPECT_TRUE(audiobook_list_contains(books, 6)) << "added after a lookup";
-  audiobook_list_free(books);
 }
 
 }  // namespace
