@@ -6,6 +6,7 @@
 
 #include "runtime/memory.h"
 #include "runtime/memory_fail.h"
+#include "testing/itunes_library.hpp"
 
 namespace {
 
@@ -40,52 +41,18 @@ class Wpl : public ::testing::Test {
   int64_t mem_before_ = 0;
 };
 
-TEST_F(Wpl, EmptyPlaylistText) {
-  const uint32_t id = create("Empty (iTunes)");
-  EXPECT_EQ(id, 1u) << "identifiers start at 1";
-  EXPECT_EQ(text(id),
-            "<?wpl version=\"1.0\"?>\n"
-            "<smil>\n"
-            "  <head>\n"
-            "    <meta name=\"Generator\" content=\"Orvane\"/>\n"
-            "    <meta name=\"ItemCount\" content=\"0\"/>\n"
-            "    <meta name=\"Type\" content=\"M\"/>\n"
-            "    <meta name=\"Source\" content=\"iTunes\"/>\n"
-            "    <title>Empty (iTunes)</title>\n"
-            "  </head>\n"
-            "  <body>\n"
-            "  </body>\n"
-            "</smil>\n");
-}
-
-TEST_F(Wpl, EntriesAndSpecialCharactersAreEscaped) {
+TEST_F(Wpl, TextByteForByte) {
+  // As the importer makes them: title and entries escaped, duplicates kept.
   const uint32_t id = create("Old: 80s/Rock & \"Roll\" (iTunes)", UPNP_WPL_TYPE_VIDEO);
-  ASSERT_EQ(upnp_wpl_add_entry(id, "/v/Tom &amp; Jerry.m4v"), 0);
-  ASSERT_EQ(upnp_wpl_add_entry(id, "/v/<it's>.mov"), 0);
-  ASSERT_EQ(upnp_wpl_add_entry(id, "/v/<it's>.mov"), 0) << "duplicates stay";
-  EXPECT_EQ(text(id),
-            "<?wpl version=\"1.0\"?>\n"
-            "<smil>\n"
-            "  <head>\n"
-            "    <meta name=\"Generator\" content=\"Orvane\"/>\n"
-            "    <meta name=\"ItemCount\" content=\"3\"/>\n"
-            "    <meta name=\"Type\" content=\"V\"/>\n"
-            "    <meta name=\"Source\" content=\"iTunes\"/>\n"
-            "    <title>Old: 80s/Rock &amp; &quot;Roll&quot; (iTunes)</title>\n"
-            "  </head>\n"
-            "  <body>\n"
-            "    <seq>\n"
-            "      <media src=\"/v/Tom &amp;amp; Jerry.m4v\"/>\n"
-            "      <media src=\"/v/&lt;it&apos;s&gt;.mov\"/>\n"
-            "      <media src=\"/v/&lt;it&apos;s&gt;.mov\"/>\n"
-            "    </seq>\n"
-            "  </body>\n"
-            "</smil>\n");
-}
-
-TEST_F(Wpl, GeneratorAsGivenAndOriginEscaped) {
-  const uint32_t id = create("T", UPNP_WPL_TYPE_PICTURES, UPNP_WPL_SOURCE_FILE, "Gen<1>", "/p/a&b.wpl");
-  EXPECT_EQ(text(id),
+  EXPECT_EQ(id, 1u) << "identifiers start at 1";
+  for (const char* entry : {"/v/Tom &amp; Jerry.m4v", "/v/<it's>.mov", "/v/<it's>.mov"})
+    ASSERT_EQ(upnp_wpl_add_entry(id, entry), 0);
+  EXPECT_EQ(text(id), testing_support::ImportedWpl("Old: 80s/Rock &amp; &quot;Roll&quot; (iTunes)", 'V',
+                                                  {"/v/Tom &amp;amp; Jerry.m4v", "/v/&lt;it&apos;s&gt;.mov",
+                                                   "/v/&lt;it&apos;s&gt;.mov"}));
+  // Every line, literally: a generator as given, an origin escaped; no
+  // entries, no sequence.
+  EXPECT_EQ(text(create("T", UPNP_WPL_TYPE_PICTURES, UPNP_WPL_SOURCE_FILE, "Gen<1>", "/p/a&b.wpl")),
             "<?wpl version=\"1.0\"?>\n"
             "<smil>\n"
             "  <head>\n"
@@ -110,12 +77,9 @@ TEST_F(Wpl, TypeLettersAndSourceNames) {
       {4, 4, "X", "online"}, {0, 0, "M", "file"}, {9, 9, "M", "file"},
   };
   for (const auto& c : cases) {
-    const std::string title = "t" + std::to_string(c.type);
-    const std::string wpl = text(create(title.c_str(), c.type, c.source));
-    const std::string type_line = std::string("<meta name=\"Type\" content=\"") + c.letter + "\"/>";
-    const std::string source_line = std::string("<meta name=\"Source\" content=\"") + c.source_name + "\"/>";
-    EXPECT_NE(wpl.find(type_line), std::string::npos) << "type " << c.type;
-    EXPECT_NE(wpl.find(source_line), std::string::npos) << "source " << c.source;
+    const std::string wpl = text(create(("t" + std::to_string(c.type)).c_str(), c.type, c.source));
+    EXPECT_NE(wpl.find(std::string("\"Type\" content=\"") + c.letter + "\"/>"), std::string::npos) << c.type;
+    EXPECT_NE(wpl.find(std::string("\"Source\" content=\"") + c.source_name + "\"/>"), std::string::npos) << c.source;
   }
 }
 
@@ -125,7 +89,7 @@ TEST_F(Wpl, SameTitleAndTypeMerge) {
   const uint32_t again = create("Mix (iTunes)");
   EXPECT_EQ(again, first);
   ASSERT_EQ(upnp_wpl_add_entry(again, "/m/b.mp3"), 0);
-  EXPECT_NE(text(first).find("content=\"2\""), std::string::npos) << "both playlists' entries";
+  EXPECT_EQ(text(first), testing_support::ImportedWpl("Mix (iTunes)", 'M', {"/m/a.mp3", "/m/b.mp3"}));
 
   EXPECT_NE(create("Mix (iTunes)", UPNP_WPL_TYPE_VIDEO), first) << "not across types";
   EXPECT_NE(create("mix (iTunes)"), first) << "titles compare exactly";
@@ -137,47 +101,38 @@ TEST_F(Wpl, SameTitleAndTypeMerge) {
   EXPECT_NE(text(first).find("content=\"CDS\""), std::string::npos) << "and stays";
 }
 
-TEST_F(Wpl, IdentifiersCountUpAcrossGrowthAndRestartAfterReset) {
-  for (uint32_t i = 1; i <= 12; ++i) {
+TEST_F(Wpl, IdentifiersAndFailures) {
+  for (uint32_t i = 1; i <= 12; ++i) {  // across the table's growth
     const std::string title = "P" + std::to_string(i);
     ASSERT_EQ(create(title.c_str()), i);
     ASSERT_EQ(upnp_wpl_add_entry(i, title.c_str()), 0);
   }
-  for (uint32_t i = 1; i <= 12; ++i) {
-    EXPECT_NE(text(i).find("<title>P" + std::to_string(i) + "</title>"), std::string::npos) << i;
-  }
-  upnp_wpl_reset();
-  EXPECT_EQ(text(1), "<14>") << "forgotten";
-  EXPECT_EQ(create("P5"), 1u);
-}
+  for (uint32_t i = 1; i <= 12; ++i) EXPECT_NE(text(i).find("<title>P" + std::to_string(i) + "<"), std::string::npos);
+  upnp_string* out = upnp_string_append(nullptr, "before\n");
+  ASSERT_EQ(upnp_wpl_to_text(3, &out), 0);
+  EXPECT_EQ(std::string(out->data).rfind("before\n<?wpl", 0), 0u) << "appended to the caller's text";
+  upnp_string_free(out);
 
-TEST_F(Wpl, Failures) {
-  const uint32_t id = create("A");
   EXPECT_EQ(upnp_wpl_add_entry(0, "/x"), 14);
-  EXPECT_EQ(upnp_wpl_add_entry(id + 1, "/x"), 14);
-  EXPECT_EQ(upnp_wpl_add_entry(id, nullptr), 14);
+  EXPECT_EQ(upnp_wpl_add_entry(13, "/x"), 14);
+  EXPECT_EQ(upnp_wpl_add_entry(1, nullptr), 14);
   EXPECT_EQ(text(0), "<14>");
-  EXPECT_EQ(text(id + 1), "<14>");
-  EXPECT_EQ(upnp_wpl_to_text(id, nullptr), 14);
-
+  EXPECT_EQ(text(13), "<14>");
+  EXPECT_EQ(upnp_wpl_to_text(1, nullptr), 14);
   const uint32_t untitled = create(nullptr);
   EXPECT_EQ(text(untitled), "<14>") << "no title, no text";
   EXPECT_NE(create(nullptr), untitled) << "untitled playlists never merge";
 
-  upnp_wpl_stop();
-  uint32_t out = 7;
-  EXPECT_EQ(upnp_wpl_create("B", 1, 2, nullptr, nullptr, &out), 14) << "stopped";
-  EXPECT_EQ(out, 0u);
-  EXPECT_EQ(upnp_wpl_add_entry(id, "/x"), 14);
-  upnp_wpl_init();
-}
+  upnp_wpl_reset();
+  EXPECT_EQ(text(1), "<14>") << "forgotten";
+  EXPECT_EQ(create("P5"), 1u) << "counted from 1 again";
 
-TEST_F(Wpl, TextIsAppendedToTheCallersRecord) {
-  const uint32_t id = create("A");
-  upnp_string* out = upnp_string_append(nullptr, "before\n");
-  ASSERT_EQ(upnp_wpl_to_text(id, &out), 0);
-  EXPECT_EQ(std::string(out->data).rfind("before\n<?wpl", 0), 0u);
-  upnp_string_free(out);
+  upnp_wpl_stop();
+  uint32_t id = 7;
+  EXPECT_EQ(upnp_wpl_create("B", 1, 2, nullptr, nullptr, &id), 14) << "stopped";
+  EXPECT_EQ(id, 0u);
+  EXPECT_EQ(upnp_wpl_add_entry(1, "/x"), 14);
+  upnp_wpl_init();
 }
 
 TEST_F(Wpl, OutOfMemoryFailsWith14AndDropsOnlyThatStep) {
