@@ -21,18 +21,10 @@ using namespace testing_support;
 using Files = std::map<std::string, std::string>;
 constexpr char kLibrary[] = "iTunes Library.xml";
 
-// Every file of a directory tree and its content.
-Files Snapshot(const std::string& root) {
+// Every file of a directory and its content; a directory reads as empty.
+Files Snapshot(const std::string& dir) {
   Files files;
-  for (const std::string& name : ListDir(root)) {
-    const std::string path = root + "/" + name;
-    struct stat st;
-    if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
-      for (const auto& [sub, content] : Snapshot(path)) files[name + "/" + sub] = content;
-    } else {
-      files[name] = ReadFile(path);
-    }
-  }
+  for (const std::string& name : ListDir(dir)) files[name] = ReadFile(dir + "/" + name);
   return files;
 }
 
@@ -252,28 +244,19 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
   EXPECT_EQ(ListDir(import.dir().path()), (std::vector<std::string>{"Library.tmp", "db", "iTunes Library.xml",
                                                                     "iTunes.xml", "it.tmp", "media", "playlists"}));
 
-  // A second run over the same library leaves exactly the same files.
-  ASSERT_EQ(import.RunImporter(), 0);
-  EXPECT_EQ(import.Db(), items);
-  EXPECT_EQ(import.Playlists(), expected_playlists);
-}
-
-// A work directory left by an interrupted run is reused: what it holds
-// that looks like a playlist or a list is moved along with the new files.
-TEST(Import, LeftoverWorkDirectoryIsReusedAndEmptied) {
-  Import import;
-  import.Media("media/one.mp3");
-  import.Library(LibraryXml({{1, "One", "file://localhost/media/one.mp3", kFileTrack}},
-                            {{"A", "P1", "", false, {1}, ""}}));
+  // A second run over the same library gives the same files, here over a
+  // work directory left by an interrupted run: it is reused, and what it
+  // holds that looks like a playlist or a list is moved along.
   mkdir((import.dir() / "db/itunes-import-temp").c_str(), 0755);
   WriteFile(import.dir() / "db/itunes-import-temp/itunes.import.temp.items", std::string(3000, 'x'));
   WriteFile(import.dir() / "db/itunes-import-temp/itunes.log", "Interrupted (iTunes)\r\n");
   WriteFile(import.dir() / "db/itunes-import-temp/old.wpl.bak", "bak");
   ASSERT_EQ(import.RunImporter(), 0);
-  EXPECT_EQ(import.Db(), (Files{{"itunes.import.items", Item("One", "", "media/one.mp3")}}));
-  EXPECT_EQ(import.Playlists(), (Files{{Wpl("A_(iTunes)##M"), ImportedWpl("A (iTunes)", 'M', {"media/one.mp3"})},
-                                       {"itunes.log", "Interrupted (iTunes)\r\nA (iTunes)\r\n"},
-                                       {"old.wpl.bak", "bak"}}));
+  EXPECT_EQ(import.Db(), items);
+  Files again = expected_playlists;
+  again["itunes.log"] = "Interrupted (iTunes)\r\n" + again["itunes.log"];
+  again["old.wpl.bak"] = "bak";
+  EXPECT_EQ(import.Playlists(), again);
 }
 
 // Libraries broken in every way a file can be: the run ends normally with

@@ -79,24 +79,4 @@ TEST(ExtractValue, FindsTheFirstElementOrNone) {
   EXPECT_EQ(extract_value(line, "string"), nullptr) << "a failed copy";
 }
 
-TEST(ExtractInteger, Values) {
-  const struct {
-    const char* line;
-    uint32_t value;
-  } cases[] = {
-      {"<key>Size</key><integer>3000000000</integer>", 3000000000u},
-      {"<key>Size</key><integer>4294967296</integer>", 0},
-      {"<integer>-1</integer>", 4294967295u},
-      {"<integer>12abc</integer>", 12},
-      {"<integer>+5</integer>", 5},  // "+" decodes to a space, which strtol skips
-      {"<integer></integer>", 0},
-      {"<key>Name</key><string>12</string>", 0},
-  };
-  for (const auto& c : cases) {
-    std::string line = c.line;
-    EXPECT_EQ(extract_integer(line.data()), c.value) << c.line;
-  }
-  EXPECT_EQ(extract_integer(nullptr), 0u);
-}
-
 }  // namespace
