@@ -308,6 +308,8 @@ TEST(Import, BadLibrariesEndNormally) {
       if (geteuid() == 0) {
         if (access("/usr/bin/setpriv", X_OK) != 0) continue;
         prefix = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        // setpriv execs the program itself: a cross-built one needs the emulator.
+        for (const std::string& word : testing_support::EmulatorPrefix()) prefix.push_back(word);
         for (const char* d : {"", "/db", "/playlists", "/media"}) chmod((import.dir().path() + d).c_str(), 0777);
       }
     }

@@ -58,6 +58,15 @@ std::vector<std::string> ListDir(const std::string& path) {
   return names;
 }
 
+std::vector<std::string> EmulatorPrefix() {
+  std::vector<std::string> words;
+#ifdef ITUNES_IMPORT_EMULATOR
+  std::istringstream emulator(ITUNES_IMPORT_EMULATOR);
+  for (std::string word; emulator >> word;) words.push_back(word);
+#endif
+  return words;
+}
+
 RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
   RunResult result;
   // Everything the child needs is built before fork: the child only calls
@@ -68,9 +77,7 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
 #ifdef ITUNES_IMPORT_EMULATOR
   // A cross-built program that the kernel cannot start by itself (no
   // binfmt_misc registration for the target) runs through the emulator.
-  std::vector<std::string> emulator_words;
-  std::istringstream emulator(ITUNES_IMPORT_EMULATOR);
-  for (std::string word; emulator >> word;) emulator_words.push_back(word);
+  std::vector<std::string> emulator_words = EmulatorPrefix();
   std::vector<char*> emulated;
   for (auto& word : emulator_words) emulated.push_back(word.data());
   emulated.insert(emulated.end(), args.begin(), args.end());

@@ -33,6 +33,11 @@ struct RunResult {
   int exit_status = -1;  // 0..255, or -1 when the child did not exit normally
   std::string output;    // standard output and standard error, merged
 };
+// The words that run a program of the target when it was cross-built (the
+// emulator and its options), else none. For tests that start the program
+// through another native program, such as setpriv.
+std::vector<std::string> EmulatorPrefix();
+
 // Runs argv[0] with the arguments in `cwd` (when not empty), no shell.
 RunResult Run(const std::vector<std::string>& argv, const std::string& cwd = "");
 
