@@ -3,21 +3,12 @@
 # no edit here: drop foo.cpp, foo.h and foo_test.cpp into the directory.
 find_package(Threads REQUIRED)
 
-function(add_product_library name)
-  set(sources "")
-  set(tests "")
-  foreach(dir IN LISTS ARGN)
-    file(GLOB dir_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp)
-    file(GLOB dir_tests CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*_test.cpp)
-    list(APPEND sources ${dir_sources})
-    list(APPEND tests ${dir_tests})
-  endforeach()
+function(add_product_library name dir)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp)
+  file(GLOB tests CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*_test.cpp)
   if(tests)
     list(REMOVE_ITEM sources ${tests})
   endif()
-  # The start-up sequence calls into every subsystem, the importer's playlist
-  # table included, so it is a library of its own above them all.
-  list(FILTER sources EXCLUDE REGEX "/runtime/lifecycle\\.cpp$")
   if(NOT sources)
     # A subsystem not written yet still links.
     set(placeholder ${CMAKE_BINARY_DIR}/${name}_empty.cpp)

@@ -11,9 +11,9 @@
 
 #include <string>
 
+#include "base/memory.h"
 #include "importer/itunes_main.h"
-#include "runtime/lifecycle.h"
-#include "runtime/memory.h"
+#include "process/lifecycle.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "dbobject/object.h"
-#include "dbobject/record_reader.h"
-#include "runtime/memory.h"
+#include "base/memory.h"
+#include "records/object.h"
+#include "records/record_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size > 0xFFFFFFFFu) return 0;

@@ -7,9 +7,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "runtime/file.h"
-#include "runtime/memory.h"
-#include "text/string_pool.h"
+#include "base/file.h"
+#include "base/memory.h"
+#include "services/string_pool.h"
 
 namespace {
 

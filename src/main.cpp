@@ -1,5 +1,5 @@
 #include "importer/itunes_main.h"
-#include "runtime/lifecycle.h"
+#include "process/lifecycle.h"
 
 int main(int argc, char** argv) {
   upnp_runtime_init();

@@ -1,4 +1,4 @@
-#include "text/case_map.h"
+#include "base/case_map.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
  * 'a'-'z' are folded; bytes 0x80-0xFF map to themselves whatever the encoding
  * of the text, so UTF-8 sequences are never altered. Index with an unsigned
  * char (char is unsigned on some targets, signed on others). */
-#ifndef UPNP_TEXT_CASE_MAP_H
-#define UPNP_TEXT_CASE_MAP_H
+#ifndef UPNP_BASE_CASE_MAP_H
+#define UPNP_BASE_CASE_MAP_H
 
 #ifdef __cplusplus
 extern "C" {
@@ -18,4 +18,4 @@ extern const unsigned char upnp_upper_case_map[256];
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_CASE_MAP_H */
+#endif /* UPNP_BASE_CASE_MAP_H */

@@ -1,9 +1,9 @@
-#include "text/encoding.h"
+#include "base/encoding.h"
 
 #include <string.h>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
+#include "base/log.h"
+#include "base/memory.h"
 
 namespace {
 

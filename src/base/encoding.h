@@ -3,8 +3,8 @@
  *
  * Only the Basic Multilingual Plane is converted: surrogate units are traced
  * in the log and dropped, so characters outside it are lost on purpose. */
-#ifndef UPNP_TEXT_ENCODING_H
-#define UPNP_TEXT_ENCODING_H
+#ifndef UPNP_BASE_ENCODING_H
+#define UPNP_BASE_ENCODING_H
 
 #include <stdint.h>
 
@@ -28,4 +28,4 @@ void upnp_encoding_init(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_ENCODING_H */
+#endif /* UPNP_BASE_ENCODING_H */

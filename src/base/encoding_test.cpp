@@ -1,12 +1,12 @@
-#include "text/encoding.h"
+#include "base/encoding.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/log_recorder.h"
+#include "base/memory.h"
+#include "testing/log_recorder.hpp"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "runtime/file.h"
+#include "base/file.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -6,10 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "runtime/file_system.h"
-#include "runtime/locks.h"
-#include "runtime/memory.h"
-#include "runtime/permission_report.h"
+#include "base/file_system.h"
+#include "base/locks.h"
+#include "base/memory.h"
+#include "base/permission_report.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
  * below. The open functions report nothing themselves except the permission
  * diagnostic (permission_report.h) when the open call fails; errno is kept
  * as the failed call left it, so callers can log it. */
-#ifndef UPNP_RUNTIME_FILE_H
-#define UPNP_RUNTIME_FILE_H
+#ifndef UPNP_BASE_FILE_H
+#define UPNP_BASE_FILE_H
 
 #include <stdint.h>
 
@@ -84,4 +84,4 @@ class FileCloser {
 };
 #endif
 
-#endif /* UPNP_RUNTIME_FILE_H */
+#endif /* UPNP_BASE_FILE_H */

@@ -1,4 +1,4 @@
-#include "runtime/file_system.h"
+#include "base/file_system.h"
 
 #include <errno.h>
 #include <stdio.h>
@@ -8,8 +8,8 @@
 
 #include <string_view>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
+#include "base/log.h"
+#include "base/memory.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
  *
  * None of these take a lock. Null arguments give the neutral result stated
  * beside each function; only the iterator logs (a failed stat of an entry). */
-#ifndef UPNP_RUNTIME_FILE_SYSTEM_H
-#define UPNP_RUNTIME_FILE_SYSTEM_H
+#ifndef UPNP_BASE_FILE_SYSTEM_H
+#define UPNP_BASE_FILE_SYSTEM_H
 
 #include <dirent.h>
 #include <stdint.h>
@@ -75,4 +75,4 @@ void upnp_file_find_close(upnp_file_find* find);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_FILE_SYSTEM_H */
+#endif /* UPNP_BASE_FILE_SYSTEM_H */

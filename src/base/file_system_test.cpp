@@ -1,4 +1,4 @@
-#include "runtime/file_system.h"
+#include "base/file_system.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "runtime/memory.h"
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
+#include "base/memory.h"
+#include "testing/log_capture.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

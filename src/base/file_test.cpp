@@ -1,4 +1,4 @@
-#include "runtime/file.h"
+#include "base/file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/temp_dir.h"
+#include "base/memory.h"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "runtime/locks.h"
+#include "base/locks.h"
 
 #include <errno.h>
 #include <pthread.h>

@@ -8,8 +8,8 @@
  *
  * Status codes: 0 success, 2 invalid argument (null handle, no record, not
  * created, already created), 8 out of memory, 14 system call failed. */
-#ifndef UPNP_RUNTIME_LOCKS_H
-#define UPNP_RUNTIME_LOCKS_H
+#ifndef UPNP_BASE_LOCKS_H
+#define UPNP_BASE_LOCKS_H
 
 #include <stdint.h>
 
@@ -62,4 +62,4 @@ class LockGuard {
 };
 #endif
 
-#endif /* UPNP_RUNTIME_LOCKS_H */
+#endif /* UPNP_BASE_LOCKS_H */

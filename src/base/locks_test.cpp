@@ -1,4 +1,4 @@
-#include "runtime/locks.h"
+#include "base/locks.h"
 
 #include <gtest/gtest.h>
 #include <sys/time.h>

@@ -1,4 +1,4 @@
-#include "runtime/log.h"
+#include "base/log.h"
 
 #include <errno.h>
 #include <stdarg.h>
@@ -6,11 +6,11 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "runtime/file_system.h"
-#include "runtime/log_state.hpp"
-#include "runtime/memory.h"
-#include "runtime/time_format.h"
-#include "text/string_search.h"
+#include "base/file_system.h"
+#include "base/log_state.hpp"
+#include "base/memory.h"
+#include "base/string_search.h"
+#include "base/time_format.h"
 
 namespace upnp::log {
 
@@ -88,12 +88,13 @@ void write_file_line(int32_t level, int32_t category, const char* text) {
   write_piece(text);
   write_piece("\n");
   if (state.flush_each_line.load(std::memory_order_relaxed)) flush_locked();
-  if (state.parts_pending && state.threads_permitted.load(std::memory_order_relaxed)) {
+  const upnp_log_thread_calls* calls = state.thread_calls.load();
+  if (state.parts_pending && calls != nullptr) {
     state.parts_pending = 0;
     char file_name[kFileNameSize];
     memcpy(file_name, state.file_name, sizeof file_name);
     upnp_unlock(&state.lock);
-    if (start_parts_cleanup(file_name) != 0) {
+    if (start_parts_cleanup(*calls, file_name) != 0) {
       puts("can't start upnp_log_remove_old_parts thread");
     }
     return;
@@ -291,7 +292,7 @@ void upnp_log_set_exit_hook(upnp_log_exit_fn hook) { upnp::log::exit_hook = hook
 
 void upnp_log_set_settings_read(int32_t flag) { state.settings_read.store(flag); }
 int32_t upnp_log_settings_read(void) { return state.settings_read.load(); }
-void upnp_log_set_threads_permitted(int32_t flag) { state.threads_permitted.store(flag); }
+void upnp_log_set_thread_calls(const upnp_log_thread_calls* calls) { state.thread_calls.store(calls); }
 
 int32_t upnp_log_prepare(void) {
   if (upnp_lock_exists(&state.lock)) return 0;

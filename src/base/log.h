@@ -4,8 +4,8 @@
  * standard output and end the process unless a handler is registered.
  *
  * The log never logs its own faults: they go to standard output. */
-#ifndef UPNP_RUNTIME_LOG_H
-#define UPNP_RUNTIME_LOG_H
+#ifndef UPNP_BASE_LOG_H
+#define UPNP_BASE_LOG_H
 
 #include <stdint.h>
 
@@ -78,8 +78,19 @@ const char* upnp_log_category_name(int32_t category);
  * carries "[Startup]". The settings module sets it. */
 void upnp_log_set_settings_read(int32_t flag);
 int32_t upnp_log_settings_read(void);
-/* Whether background threads may be started (init to stop phase). */
-void upnp_log_set_threads_permitted(int32_t flag);
+/* The log sits below the thread registry, so the start-up sequence lends it
+ * the registry's calls for the clean-up thread that follows a rotation: start
+ * a detached thread of a priority class (0 or 14), name the calling thread,
+ * remove the calling thread's entry. They are lent from the init phase to the
+ * stop phase, when background threads are permitted; without them no
+ * clean-up starts. The record must outlive the process's threads (a static);
+ * null takes it back. */
+typedef struct upnp_log_thread_calls {
+  int32_t (*start)(void* (*routine)(void*), void* argument, int32_t priority_class);
+  void (*set_name)(const char* name);
+  void (*remove_self)(void);
+} upnp_log_thread_calls;
+void upnp_log_set_thread_calls(const upnp_log_thread_calls* calls);
 /* How many clean-ups of old rotated parts are still running (they run on
  * threads of their own after a rotation); shut-down and tests wait on it. */
 int32_t upnp_log_cleanups_running(void);
@@ -93,4 +104,4 @@ void upnp_log_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_LOG_H */
+#endif /* UPNP_BASE_LOG_H */

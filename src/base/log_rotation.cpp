@@ -9,13 +9,12 @@
 #include <atomic>
 #include <mutex>
 
-#include "runtime/file_system.h"
-#include "runtime/log.h"
-#include "runtime/log_state.hpp"
-#include "runtime/memory.h"
-#include "runtime/threads.h"
-#include "runtime/time_format.h"
-#include "text/string_util.h"
+#include "base/file_system.h"
+#include "base/log.h"
+#include "base/log_state.hpp"
+#include "base/memory.h"
+#include "base/string_util.h"
+#include "base/time_format.h"
 
 namespace upnp::log {
 namespace {
@@ -28,6 +27,8 @@ std::mutex skip_mutex;
 upnp_string* skip_list = nullptr;
 
 std::atomic<int32_t> cleanups_running{0};
+// The registry calls the running clean-up was started with.
+std::atomic<const upnp_log_thread_calls*> cleanup_calls{nullptr};
 
 bool in_skip_list(const char* name) {
   std::lock_guard<std::mutex> guard(skip_mutex);
@@ -70,7 +71,8 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
 }
 
 void* remove_old_parts(void* argument) {
-  upnp_set_thread_name("log_remove_old_parts");
+  const upnp_log_thread_calls* calls = cleanup_calls.load();
+  calls->set_name("log_remove_old_parts");
   TrackedPtr<char> directory(static_cast<char*>(argument));
   if (char* slash = strrchr(directory.get(), '/')) {
     *slash = '\0';
@@ -79,20 +81,21 @@ void* remove_old_parts(void* argument) {
     }
   }
   directory.reset();
-  upnp_remove_thread();
+  calls->remove_self();
   cleanups_running.fetch_sub(1);
   return nullptr;
 }
 
 }  // namespace
 
-int32_t start_parts_cleanup(const char* file_name) {
+int32_t start_parts_cleanup(const upnp_log_thread_calls& calls, const char* file_name) {
   char* copy = upnp_strdup(file_name);
   // Without a copy the clean-up has nothing to work on: it ends at once.
   if (copy == nullptr) return 0;
   cleanups_running.fetch_add(1);
   // A registered, detached thread at priority class 5.
-  if (upnp_start_thread(&remove_old_parts, copy, 5) != 0) {
+  cleanup_calls.store(&calls);
+  if (calls.start(&remove_old_parts, copy, 5) != 0) {
     upnp_free(copy);
     cleanups_running.fetch_sub(1);
     return 14;

@@ -1,16 +1,18 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <pthread.h>
 #include <sys/time.h>
 #include <time.h>
 
+#include <atomic>
 #include <regex>
 #include <string>
 #include <vector>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "testing/log_capture.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 
@@ -29,6 +31,22 @@ void LogBytes(size_t bytes) {
     upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "f", 0, "%s", chunk.c_str());
   }
 }
+
+// The registry lends these to the log in a running process; here plain
+// detached threads stand in, and the clean-up names itself and leaves once.
+std::atomic<int> cleanup_named{0};
+std::atomic<int> cleanup_left{0};
+int32_t StartDetached(void* (*routine)(void*), void* argument, int32_t) {
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, routine, argument) != 0) return 14;
+  pthread_detach(thread);
+  return 0;
+}
+void NameSelf(const char* name) {
+  if (std::string(name) == "log_remove_old_parts") ++cleanup_named;
+}
+void LeaveRegistry() { ++cleanup_left; }
+constexpr upnp_log_thread_calls kThreadCalls = {StartDetached, NameSelf, LeaveRegistry};
 
 std::vector<std::string> Matching(const std::string& directory, const std::regex& pattern) {
   std::vector<std::string> names;
@@ -99,11 +117,13 @@ TEST(LogRotation, CleanUpKeepsTheFiveNewestParts) {
   const int64_t before = upnp_mem_used();
   {
     LogCapture log(dir / "orvane-log.txt");
-    upnp_log_set_threads_permitted(1);
+    upnp_log_set_thread_calls(&kThreadCalls);
     LogBytes(kMiB + 8192);
   }  // waits for the clean-up
   EXPECT_EQ(upnp_log_cleanups_running(), 0);
   EXPECT_EQ(upnp_mem_used(), before);
+  EXPECT_EQ(cleanup_named.load(), 1);
+  EXPECT_EQ(cleanup_left.load(), 1);
 
   const std::vector<std::string> left = ListDir(dir.path());
   const std::vector<std::string> rotated = Matching(dir.path(), std::regex(R"(orvane-\d{4}.*-log\.txt)"));

@@ -7,9 +7,9 @@
 
 #include <atomic>
 
-#include "runtime/file.h"
-#include "runtime/locks.h"
-#include "text/upnp_string.h"
+#include "base/file.h"
+#include "base/locks.h"
+#include "base/upnp_string.h"
 
 namespace upnp::log {
 
@@ -34,7 +34,7 @@ struct State {
   std::atomic<int32_t> rotation_disabled{0};
   std::atomic<int32_t> flush_each_line{0};
   std::atomic<int32_t> settings_read{0};
-  std::atomic<int32_t> threads_permitted{0};
+  std::atomic<const upnp_log_thread_calls*> thread_calls{nullptr};
 };
 
 extern State state;
@@ -45,7 +45,7 @@ void rotate_locked();
 
 // Starts the clean-up of old parts of the file named file_name (a copy is
 // taken) on a thread of its own; 0, or 14 when it could not be started.
-int32_t start_parts_cleanup(const char* file_name);
+int32_t start_parts_cleanup(const upnp_log_thread_calls& calls, const char* file_name);
 
 // Forgets the names of parts that could not be deleted.
 void forget_skip_list();

@@ -1,4 +1,4 @@
-#include "runtime/log.h"
+#include "base/log.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
+#include "base/memory.h"
+#include "testing/log_capture.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

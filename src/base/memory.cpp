@@ -1,4 +1,4 @@
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 #include <inttypes.h>
 #include <stdio.h>
@@ -6,7 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "runtime/locks.h"
+#include "base/locks.h"
 
 int64_t g_memUsed = 0;
 int64_t mem_peak = 0;

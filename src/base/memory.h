@@ -5,8 +5,8 @@
  * Blocks from this family must be released with upnp_free and resized with
  * upnp_realloc only; system-heap blocks must never be given to them. Faults
  * are written to standard error, never to the log (the log allocates here). */
-#ifndef UPNP_RUNTIME_MEMORY_H
-#define UPNP_RUNTIME_MEMORY_H
+#ifndef UPNP_BASE_MEMORY_H
+#define UPNP_BASE_MEMORY_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -61,4 +61,4 @@ template <class T>
 using TrackedPtr = std::unique_ptr<T, TrackedFree>;
 #endif
 
-#endif /* UPNP_RUNTIME_MEMORY_H */
+#endif /* UPNP_BASE_MEMORY_H */

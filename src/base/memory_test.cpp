@@ -1,11 +1,11 @@
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 #include <gtest/gtest.h>
 #include <string.h>
 
 #include <string>
 
-#include "runtime/memory_fail.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "runtime/permission_report.h"
+#include "base/permission_report.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -8,9 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "runtime/log.h"
-#include "text/string_util.h"
-#include "text/upnp_string.h"
+#include "base/log.h"
+#include "base/string_util.h"
+#include "base/upnp_string.h"
 
 extern char** environ;
 

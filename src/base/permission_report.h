@@ -6,8 +6,8 @@
  * never through a shell, so a path holding shell syntax runs nothing. Takes
  * no lock of its own; logs through upnp_log (the log file itself is never
  * diagnosed, so the logger cannot recurse). */
-#ifndef UPNP_RUNTIME_PERMISSION_REPORT_H
-#define UPNP_RUNTIME_PERMISSION_REPORT_H
+#ifndef UPNP_BASE_PERMISSION_REPORT_H
+#define UPNP_BASE_PERMISSION_REPORT_H
 
 #include <stdint.h>
 
@@ -25,4 +25,4 @@ int32_t upnp_file_diagnose(const char* path);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_PERMISSION_REPORT_H */
+#endif /* UPNP_BASE_PERMISSION_REPORT_H */

@@ -1,12 +1,12 @@
-#include "runtime/permission_report.h"
+#include "base/permission_report.h"
 
 #include <errno.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
+#include "testing/log_capture.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "text/string_search.h"
+#include "base/string_search.h"
 
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "text/case_map.h"
+#include "base/case_map.h"
 
 namespace {
 

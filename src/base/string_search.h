@@ -2,8 +2,8 @@
  * Knuth-Morris-Pratt search (ASCII folding only) that needs no heap, and a
  * case-sensitive search whose matches a caller may reject. Results point
  * into the haystack. No locks, no allocation; null arguments give null. */
-#ifndef UPNP_TEXT_STRING_SEARCH_H
-#define UPNP_TEXT_STRING_SEARCH_H
+#ifndef UPNP_BASE_STRING_SEARCH_H
+#define UPNP_BASE_STRING_SEARCH_H
 
 #include <stddef.h>
 
@@ -44,4 +44,4 @@ char* strstr_validated_from(const char* haystack, const char* from, const char* 
 }  // namespace upnp::text
 #endif
 
-#endif /* UPNP_TEXT_STRING_SEARCH_H */
+#endif /* UPNP_BASE_STRING_SEARCH_H */

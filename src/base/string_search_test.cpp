@@ -1,4 +1,4 @@
-#include "text/string_search.h"
+#include "base/string_search.h"
 
 #include <gtest/gtest.h>
 #include <string.h>

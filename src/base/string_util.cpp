@@ -1,12 +1,12 @@
-#include "text/string_util.h"
+#include "base/string_util.h"
 
 #include <string.h>
 #include <strings.h>
 
 #include <algorithm>
 
-#include "runtime/memory.h"
-#include "text/upnp_string.h"
+#include "base/memory.h"
+#include "base/upnp_string.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 /* Helpers over plain NUL-terminated texts: replacement, concatenation,
  * trimming, a minimal decimal parser, suffix tests and file-name parts.
  *
- * Returned "new" texts come from the tracked allocator (runtime/memory.h) and
+ * Returned "new" texts come from the tracked allocator (base/memory.h) and
  * the caller frees them with upnp_free; other results point into the input.
  * Null or empty arguments give the neutral result each function names; out
  * of memory gives null. No locks are taken. */
-#ifndef UPNP_TEXT_STRING_UTIL_H
-#define UPNP_TEXT_STRING_UTIL_H
+#ifndef UPNP_BASE_STRING_UTIL_H
+#define UPNP_BASE_STRING_UTIL_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-#include "text/string_search.h"
+#include "base/string_search.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -68,4 +68,4 @@ void upnp_get_file_basename(const char* path, char* buffer, size_t size, int str
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_STRING_UTIL_H */
+#endif /* UPNP_BASE_STRING_UTIL_H */

@@ -1,12 +1,12 @@
-#include "text/string_util.h"
+#include "base/string_util.h"
 
 #include <gtest/gtest.h>
 #include <string.h>
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

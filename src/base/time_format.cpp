@@ -1,4 +1,4 @@
-#include "runtime/time_format.h"
+#include "base/time_format.h"
 
 #include <stdio.h>
 #include <time.h>

@@ -6,8 +6,8 @@
  * clock is set) and converts with the local time zone through the
  * re-entrant conversion, so any thread may call these. No allocation, no
  * locks. */
-#ifndef UPNP_RUNTIME_TIME_FORMAT_H
-#define UPNP_RUNTIME_TIME_FORMAT_H
+#ifndef UPNP_BASE_TIME_FORMAT_H
+#define UPNP_BASE_TIME_FORMAT_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -57,4 +57,4 @@ void reset_ms_base();
 }  // namespace upnp::time_format
 #endif
 
-#endif /* UPNP_RUNTIME_TIME_FORMAT_H */
+#endif /* UPNP_BASE_TIME_FORMAT_H */

@@ -1,4 +1,4 @@
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #include <stdio.h>
 #include <string.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 namespace {
 

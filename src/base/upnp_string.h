@@ -2,15 +2,15 @@
  * text and grows by doubling, plus formatted printing into it.
  *
  * Ownership: the record and its `data` come from the tracked allocator
- * (runtime/memory.h) and belong to whoever holds the record pointer. A null
+ * (base/memory.h) and belong to whoever holds the record pointer. A null
  * record pointer is a valid empty value; the append functions turn it into a
  * new record, so calls chain as s = upnp_string_append(s, ...).
  *
  * Failure: when an append cannot grow the buffer, the record and its text are
  * freed and null is returned, so the caller's pointer is gone and a chain of
  * appends simply ends with null. No function here takes a lock. */
-#ifndef UPNP_TEXT_UPNP_STRING_H
-#define UPNP_TEXT_UPNP_STRING_H
+#ifndef UPNP_BASE_UPNP_STRING_H
+#define UPNP_BASE_UPNP_STRING_H
 
 #include <stdarg.h>
 #include <stdint.h>
@@ -86,4 +86,4 @@ struct UpnpStringFree {
 using UpnpStringPtr = std::unique_ptr<upnp_string, UpnpStringFree>;
 #endif
 
-#endif /* UPNP_TEXT_UPNP_STRING_H */
+#endif /* UPNP_BASE_UPNP_STRING_H */

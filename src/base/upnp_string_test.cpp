@@ -1,11 +1,11 @@
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

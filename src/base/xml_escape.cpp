@@ -1,4 +1,4 @@
-#include "text/xml_escape.h"
+#include "base/xml_escape.h"
 
 #include <stdio.h>
 

@@ -8,12 +8,12 @@
  * Ownership: results come from the tracked allocator and belong to the
  * caller. Failure: an allocation failure gives null and is not reported.
  * No lock is taken. */
-#ifndef UPNP_TEXT_XML_ESCAPE_H
-#define UPNP_TEXT_XML_ESCAPE_H
+#ifndef UPNP_BASE_XML_ESCAPE_H
+#define UPNP_BASE_XML_ESCAPE_H
 
 #include <stdint.h>
 
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -38,4 +38,4 @@ char* upnp_xml_escape_text(const char* text, int32_t double_escape);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_XML_ESCAPE_H */
+#endif /* UPNP_BASE_XML_ESCAPE_H */

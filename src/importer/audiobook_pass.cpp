@@ -3,11 +3,11 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/track_lists.hpp"
 #include "importer/value_decoding.h"
-#include "runtime/memory.h"
 
 namespace importer {
 namespace {

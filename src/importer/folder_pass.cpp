@@ -8,11 +8,11 @@
 // never name a folder.
 #include <string.h>
 
+#include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/value_decoding.h"
-#include "runtime/memory.h"
 
 namespace importer {
 namespace {

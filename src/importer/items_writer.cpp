@@ -2,10 +2,10 @@
 
 #include <string.h>
 
-#include "dbobject/object_text.h"
-#include "runtime/file.h"
-#include "runtime/memory.h"
-#include "text/upnp_string.h"
+#include "base/file.h"
+#include "base/memory.h"
+#include "base/upnp_string.h"
+#include "records/object_text.h"
 
 namespace importer {
 

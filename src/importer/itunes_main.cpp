@@ -6,11 +6,11 @@
 
 #include <string_view>
 
+#include "base/file.h"
+#include "base/file_system.h"
+#include "base/log.h"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
-#include "runtime/file.h"
-#include "runtime/file_system.h"
-#include "runtime/log.h"
 
 namespace importer {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "testing/itunes_library.hpp"
-#include "testing/temp_dir.h"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -26,7 +26,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "runtime/file.h"
+#include "base/file.h"
 
 namespace importer {
 

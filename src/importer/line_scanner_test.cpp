@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "runtime/file.h"
-#include "runtime/memory.h"
-#include "testing/temp_dir.h"
+#include "base/file.h"
+#include "base/memory.h"
+#include "testing/temp_dir.hpp"
 
 namespace importer {
 namespace {

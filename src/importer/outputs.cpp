@@ -4,10 +4,10 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "base/file.h"
+#include "base/file_system.h"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
-#include "runtime/file.h"
-#include "runtime/file_system.h"
 
 namespace importer {
 namespace {

@@ -7,8 +7,8 @@
 #include <initializer_list>
 #include <iterator>
 
-#include "runtime/memory.h"
-#include "text/string_util.h"
+#include "base/memory.h"
+#include "base/string_util.h"
 
 namespace importer {
 namespace {

@@ -9,16 +9,16 @@
 // rewrites the file with the entries of both.
 #include <string.h>
 
+#include "base/file.h"
+#include "base/file_system.h"
+#include "base/memory.h"
+#include "base/upnp_string.h"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/value_decoding.h"
 #include "importer/wpl.h"
-#include "runtime/file.h"
-#include "runtime/file_system.h"
-#include "runtime/memory.h"
-#include "text/upnp_string.h"
 
 namespace importer {
 namespace {

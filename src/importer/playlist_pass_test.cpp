@@ -8,7 +8,7 @@
 
 #include "importer/import_run.hpp"
 #include "importer/playlist_naming.hpp"
-#include "testing/temp_dir.h"
+#include "testing/temp_dir.hpp"
 
 namespace importer {
 namespace {

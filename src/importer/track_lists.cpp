@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 namespace importer {
 

@@ -8,14 +8,14 @@
 
 #include <string_view>
 
-#include "dbobject/object_class.h"
-#include "dbobject/object_text.h"
-#include "dbobject/setters.h"
+#include "base/file.h"
+#include "base/file_system.h"
+#include "base/memory.h"
 #include "importer/bounded_format.hpp"
 #include "importer/value_decoding.h"
-#include "runtime/file.h"
-#include "runtime/file_system.h"
-#include "runtime/memory.h"
+#include "records/object_class.h"
+#include "records/object_text.h"
+#include "records/setters.h"
 
 namespace importer {
 namespace {

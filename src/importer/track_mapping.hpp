@@ -11,9 +11,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "dbobject/object.h"
 #include "importer/track_keys.hpp"
 #include "importer/track_lists.hpp"
+#include "records/object.h"
 
 struct upnp_file;
 

@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "runtime/locks.h"
-#include "runtime/memory.h"
-#include "text/xml_escape.h"
+#include "base/locks.h"
+#include "base/memory.h"
+#include "base/xml_escape.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 
 #include <stdint.h>
 
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #ifdef __cplusplus
 extern "C" {

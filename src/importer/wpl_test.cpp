@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
 #include "testing/itunes_library.hpp"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

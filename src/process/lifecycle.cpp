@@ -1,20 +1,20 @@
-#include "runtime/lifecycle.h"
+#include "process/lifecycle.h"
 
+#include "base/encoding.h"
+#include "base/file.h"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/time_format.h"
 #include "importer/wpl.h"
-#include "runtime/file.h"
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/server_modules.h"
-#include "runtime/settings.h"
-#include "runtime/thread_pool.h"
-#include "runtime/threads.h"
-#include "runtime/time_format.h"
-#include "text/encoding.h"
-#include "text/resource.h"
-#include "text/scheduler.h"
-#include "text/string_pool.h"
-#include "text/translate.h"
+#include "process/server_modules.h"
+#include "services/resource.h"
+#include "services/scheduler.h"
+#include "services/settings.h"
+#include "services/string_pool.h"
+#include "services/thread_pool.h"
+#include "services/threads.h"
+#include "services/translate.h"
 
 int32_t runtime_prepared = 0;
 int32_t runtime_started = 0;
@@ -68,6 +68,10 @@ constexpr Step kFirstReleaseSteps[] = {
     upnp_ini_release,         upnp_playstats_release, upnp_netif_release,    upnp_file_release,
 };
 
+// The log sits below the thread registry; it borrows these for the clean-up
+// thread that follows a rotation.
+constexpr upnp_log_thread_calls kLogThreadCalls = {upnp_start_thread, upnp_set_thread_name, upnp_remove_thread};
+
 template <size_t N>
 void run_steps(const Step (&steps)[N]) {
   for (Step step : steps) step();
@@ -94,13 +98,13 @@ void upnp_runtime_init(void) {
   upnp_thread_table_init();
   live_lock_count = 0;  // from here on it counts locks made after start-up
   run_steps(kInitSteps);
-  upnp_log_set_threads_permitted(1);
+  upnp_log_set_thread_calls(&kLogThreadCalls);
 }
 
 void upnp_threads_release(void) {
   if (!runtime_started) return;
   runtime_started = 0;
-  upnp_log_set_threads_permitted(0);
+  upnp_log_set_thread_calls(nullptr);
   upnp_close_thread_sockets();
   upnp_sleep_ms(10);
   run_steps(kFirstStopSteps);

@@ -5,8 +5,8 @@
  * free what its tables own) and release (destroy the locks of prepare). The
  * functions here call them in one fixed order, on the main thread, before
  * any other thread exists and after the last one was woken. */
-#ifndef UPNP_RUNTIME_LIFECYCLE_H
-#define UPNP_RUNTIME_LIFECYCLE_H
+#ifndef UPNP_PROCESS_LIFECYCLE_H
+#define UPNP_PROCESS_LIFECYCLE_H
 
 #include <stdint.h>
 
@@ -32,4 +32,4 @@ void upnp_threads_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_LIFECYCLE_H */
+#endif /* UPNP_PROCESS_LIFECYCLE_H */

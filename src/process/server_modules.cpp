@@ -1,4 +1,4 @@
-#include "runtime/server_modules.h"
+#include "process/server_modules.h"
 
 extern "C" {
 

@@ -4,8 +4,8 @@
  * user and role tables). They keep their places in the start-up and
  * shut-down sequence so that the order stays the server's; here they hold
  * nothing and do nothing. */
-#ifndef UPNP_RUNTIME_SERVER_MODULES_H
-#define UPNP_RUNTIME_SERVER_MODULES_H
+#ifndef UPNP_PROCESS_SERVER_MODULES_H
+#define UPNP_PROCESS_SERVER_MODULES_H
 
 #include <stdint.h>
 
@@ -51,4 +51,4 @@ void upnp_users_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_SERVER_MODULES_H */
+#endif /* UPNP_PROCESS_SERVER_MODULES_H */

@@ -1,17 +1,17 @@
 // The one getter every read goes through: stored values first, then
 // defaults, derived values and placeholders by object class.
-#include "dbobject/getters.hpp"
+#include "records/getters.hpp"
 
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
-#include "dbobject/mime.h"
-#include "text/translate.h"
-#include "dbobject/setters.h"
-#include "runtime/memory.h"
-#include "runtime/time_format.h"
-#include "text/string_util.h"
+#include "base/memory.h"
+#include "base/string_util.h"
+#include "base/time_format.h"
+#include "records/mime.h"
+#include "records/setters.h"
+#include "services/translate.h"
 
 namespace {
 

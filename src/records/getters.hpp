@@ -1,9 +1,9 @@
 // Values a record derives from other properties, shared by the getter and
 // the setter (which does not store what it could derive).
-#ifndef UPNP_DBOBJECT_GETTERS_HPP
-#define UPNP_DBOBJECT_GETTERS_HPP
+#ifndef UPNP_RECORDS_GETTERS_HPP
+#define UPNP_RECORDS_GETTERS_HPP
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 namespace dbobject {
 
@@ -16,4 +16,4 @@ const char* DerivedMimeType(const db_object* record);
 
 }  // namespace dbobject
 
-#endif  // UPNP_DBOBJECT_GETTERS_HPP
+#endif  // UPNP_RECORDS_GETTERS_HPP

@@ -1,11 +1,11 @@
 // The built-in extension-to-MIME-type map.
-#include "dbobject/mime.h"
+#include "records/mime.h"
 
 #include <strings.h>
 
 #include <string_view>
 
-#include "runtime/settings.h"
+#include "services/settings.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
  * groups (a type and its extensions, compared without regard to case) that
  * ends with the catch-all "application/octet-stream". The map is constant;
  * no lock is taken. */
-#ifndef UPNP_DBOBJECT_MIME_H
-#define UPNP_DBOBJECT_MIME_H
+#ifndef UPNP_RECORDS_MIME_H
+#define UPNP_RECORDS_MIME_H
 
 #ifdef __cplusplus
 extern "C" {
@@ -19,4 +19,4 @@ const char* db_mime_type_for_extension(const char* extension);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_MIME_H */
+#endif /* UPNP_RECORDS_MIME_H */

@@ -1,10 +1,10 @@
 // Lifetime of media object records and their child lists.
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #include <string.h>
 
-#include "dbobject/setters.h"
-#include "runtime/memory.h"
+#include "base/memory.h"
+#include "records/setters.h"
 
 namespace {
 

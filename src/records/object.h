@@ -4,12 +4,12 @@
  *
  * A record is used by one thread at a time; these functions take no lock.
  * Every block comes from the tracked allocator. All functions accept null. */
-#ifndef UPNP_DBOBJECT_OBJECT_H
-#define UPNP_DBOBJECT_OBJECT_H
+#ifndef UPNP_RECORDS_OBJECT_H
+#define UPNP_RECORDS_OBJECT_H
 
 #include <stdint.h>
 
-#include "dbobject/property_table.h"
+#include "records/property_table.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -56,4 +56,4 @@ db_object* db_object_clone(const db_object* record, int64_t* bytes_out);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_OBJECT_H */
+#endif /* UPNP_RECORDS_OBJECT_H */

@@ -1,11 +1,11 @@
 // Object class texts and the tests on a record's class.
-#include "dbobject/object_class.h"
+#include "records/object_class.h"
 
 #include <string.h>
 
 #include <initializer_list>
 
-#include "dbobject/setters.h"
+#include "records/setters.h"
 
 extern "C" constexpr const char* db_object_class_names[DB_CLASS_COUNT] = {
     "object.item",

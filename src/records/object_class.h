@@ -1,11 +1,11 @@
 /* The object classes (upnp:class texts) that the rest of the system compares
  * against, and the class tests on a record. Constant data; no lock. */
-#ifndef UPNP_DBOBJECT_OBJECT_CLASS_H
-#define UPNP_DBOBJECT_OBJECT_CLASS_H
+#ifndef UPNP_RECORDS_OBJECT_CLASS_H
+#define UPNP_RECORDS_OBJECT_CLASS_H
 
 #include <stdint.h>
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -57,4 +57,4 @@ int32_t db_object_is_dtcp(const db_object* record);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_OBJECT_CLASS_H */
+#endif /* UPNP_RECORDS_OBJECT_CLASS_H */

@@ -1,10 +1,10 @@
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #include <gtest/gtest.h>
 
-#include "dbobject/setters.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
+#include "records/setters.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

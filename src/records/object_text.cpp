@@ -1,11 +1,11 @@
 // The writer of the record text form.
-#include "dbobject/object_text.h"
+#include "records/object_text.h"
 
 #include <stdio.h>
 #include <string.h>
 
-#include "runtime/file.h"
-#include "text/upnp_string.h"
+#include "base/file.h"
+#include "base/upnp_string.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
  * The form cannot carry a value of 4096 bytes or more; keeping values shorter
  * is the duty of whoever sets them. No lock is taken. The reader is in
  * record_reader.h. */
-#ifndef UPNP_DBOBJECT_OBJECT_TEXT_H
-#define UPNP_DBOBJECT_OBJECT_TEXT_H
+#ifndef UPNP_RECORDS_OBJECT_TEXT_H
+#define UPNP_RECORDS_OBJECT_TEXT_H
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,4 +34,4 @@ void db_object_write(const db_object* record, struct upnp_file* file);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_OBJECT_TEXT_H */
+#endif /* UPNP_RECORDS_OBJECT_TEXT_H */

@@ -1,15 +1,15 @@
-#include "dbobject/object_text.h"
+#include "records/object_text.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "dbobject/record_describe.hpp"
-#include "dbobject/record_reader.h"
-#include "dbobject/setters.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "text/upnp_string.h"
+#include "base/memory.h"
+#include "base/upnp_string.h"
+#include "records/record_reader.h"
+#include "records/setters.h"
+#include "testing/memory_fail.hpp"
+#include "testing/record_describe.hpp"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // The property table and the name-to-id hash over it.
-#include "dbobject/property_table.h"
+#include "records/property_table.h"
 
 #include <string.h>
 #include <strings.h>
 
 #include <string_view>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
+#include "base/log.h"
+#include "base/memory.h"
 
 namespace {
 

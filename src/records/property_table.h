@@ -6,8 +6,8 @@
  * db_upnp_string_to_property_init) before any other thread runs and are only
  * read afterwards, so no lock guards them. Lookups before the build find
  * nothing; the name lookup then logs a critical line. */
-#ifndef UPNP_DBOBJECT_PROPERTY_TABLE_H
-#define UPNP_DBOBJECT_PROPERTY_TABLE_H
+#ifndef UPNP_RECORDS_PROPERTY_TABLE_H
+#define UPNP_RECORDS_PROPERTY_TABLE_H
 
 #include <stdint.h>
 
@@ -117,4 +117,4 @@ char* db_property_search_capabilities(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_PROPERTY_TABLE_H */
+#endif /* UPNP_RECORDS_PROPERTY_TABLE_H */

@@ -1,4 +1,4 @@
-#include "dbobject/property_table.h"
+#include "records/property_table.h"
 
 #include <gtest/gtest.h>
 
@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <string>
 
-#include "dbobject/object_class.h"
-#include "dbobject/setters.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "testing/temp_dir.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "records/object_class.h"
+#include "records/setters.h"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // The reader of the record text form, bounded by the size it is given.
-#include "dbobject/record_reader.h"
+#include "records/record_reader.h"
 
 #include <string.h>
 
 #include <string_view>
 
-#include "dbobject/setters.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "records/setters.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
  * so far. Running out of memory ends the read the same way, silently. Values
  * pass through db_object_set_prop; a stored zq:bookmark is never loaded.
  * No lock is taken; the results belong to the caller. */
-#ifndef UPNP_DBOBJECT_RECORD_READER_H
-#define UPNP_DBOBJECT_RECORD_READER_H
+#ifndef UPNP_RECORDS_RECORD_READER_H
+#define UPNP_RECORDS_RECORD_READER_H
 
 #include <stdint.h>
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -37,4 +37,4 @@ db_object_list* db_object_list_from_string(const char* text);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_RECORD_READER_H */
+#endif /* UPNP_RECORDS_RECORD_READER_H */

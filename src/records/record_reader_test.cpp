@@ -1,4 +1,4 @@
-#include "dbobject/record_reader.h"
+#include "records/record_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "dbobject/record_describe.hpp"
-#include "dbobject/setters.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/corpus.h"
-#include "testing/temp_dir.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "records/setters.h"
+#include "testing/corpus.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/record_describe.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

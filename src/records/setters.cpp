@@ -1,15 +1,15 @@
 // The one setter every write goes through, and the typed setters on it.
-#include "dbobject/setters.h"
+#include "records/setters.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "dbobject/getters.hpp"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/time_format.h"
-#include "text/string_util.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/string_util.h"
+#include "base/time_format.h"
+#include "records/getters.hpp"
 
 namespace {
 

@@ -6,12 +6,12 @@
  * Setters return the record, newly created when given null (null if that
  * fails), so that calls chain as record = setter(record, ...). No lock is
  * taken; a record is used by one thread at a time. */
-#ifndef UPNP_DBOBJECT_SETTERS_H
-#define UPNP_DBOBJECT_SETTERS_H
+#ifndef UPNP_RECORDS_SETTERS_H
+#define UPNP_RECORDS_SETTERS_H
 
 #include <stdint.h>
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -47,4 +47,4 @@ db_object* db_object_merge(db_object* main_record, const db_object* add, int32_t
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_DBOBJECT_SETTERS_H */
+#endif /* UPNP_RECORDS_SETTERS_H */

@@ -1,13 +1,13 @@
-#include "dbobject/setters.h"
+#include "records/setters.h"
 
 #include <gtest/gtest.h>
 #include <time.h>
 
 #include <string>
 
-#include "dbobject/mime.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "base/memory.h"
+#include "records/mime.h"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "runtime/mutex.h"
+#include "services/mutex.h"
 
 #include <stdio.h>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/time_format.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/time_format.h"
 
 namespace {
 

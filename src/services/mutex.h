@@ -13,12 +13,12 @@
  * function's own name. Status codes: 0 success, 2 invalid argument (null
  * handle, not created, already created), 8 out of memory, 14 a lock could not
  * be taken or created. */
-#ifndef UPNP_RUNTIME_MUTEX_H
-#define UPNP_RUNTIME_MUTEX_H
+#ifndef UPNP_SERVICES_MUTEX_H
+#define UPNP_SERVICES_MUTEX_H
 
 #include <stdint.h>
 
-#include "runtime/locks.h"
+#include "base/locks.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -73,4 +73,4 @@ void upnp_flag_destroy(upnp_flag_handle handle);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_MUTEX_H */
+#endif /* UPNP_SERVICES_MUTEX_H */

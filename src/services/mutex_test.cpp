@@ -1,4 +1,4 @@
-#include "runtime/mutex.h"
+#include "services/mutex.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 #include <string>
 #include <thread>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/log_recorder.h"
+#include "base/memory.h"
+#include "testing/log_recorder.hpp"
+#include "testing/memory_fail.hpp"
 
 namespace {
 

@@ -1,16 +1,16 @@
-#include "text/resource.h"
+#include "services/resource.h"
 
 #include <string.h>
 
 #include <string_view>
 
-#include "runtime/file.h"
-#include "runtime/file_system.h"
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/settings.h"
-#include "text/string_util.h"
+#include "base/file.h"
+#include "base/file_system.h"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/string_util.h"
+#include "services/settings.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
  * that are read often. Slots are filled in order and kept until shut-down.
  *
  * The cache lock guards the slot table; files are read outside it. */
-#ifndef UPNP_TEXT_RESOURCE_H
-#define UPNP_TEXT_RESOURCE_H
+#ifndef UPNP_SERVICES_RESOURCE_H
+#define UPNP_SERVICES_RESOURCE_H
 
 #include <stdint.h>
 
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -48,4 +48,4 @@ void upnp_resource_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_RESOURCE_H */
+#endif /* UPNP_SERVICES_RESOURCE_H */

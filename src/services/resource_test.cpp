@@ -1,15 +1,15 @@
-#include "text/resource.h"
+#include "services/resource.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "runtime/settings.h"
-#include "testing/log_recorder.h"
-#include "testing/temp_dir.h"
+#include "base/memory.h"
+#include "services/settings.h"
+#include "testing/log_recorder.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

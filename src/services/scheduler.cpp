@@ -1,4 +1,4 @@
-#include "text/scheduler.h"
+#include "services/scheduler.h"
 
 #include <sched.h>
 #include <stdio.h>
@@ -6,12 +6,12 @@
 
 #include <atomic>
 
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/threads.h"
-#include "runtime/time_format.h"
-#include "text/scheduler_internal.hpp"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/time_format.h"
+#include "services/scheduler_internal.hpp"
+#include "services/threads.h"
 
 namespace {
 

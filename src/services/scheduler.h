@@ -14,12 +14,12 @@
  *
  * Status codes: 0 success, 2 no function given, 8 out of memory, 14 the
  * scheduler is not running or the server is in no state to accept tasks. */
-#ifndef UPNP_TEXT_SCHEDULER_H
-#define UPNP_TEXT_SCHEDULER_H
+#ifndef UPNP_SERVICES_SCHEDULER_H
+#define UPNP_SERVICES_SCHEDULER_H
 
 #include <stdint.h>
 
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -100,4 +100,4 @@ void upnp_statistics_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_SCHEDULER_H */
+#endif /* UPNP_SERVICES_SCHEDULER_H */

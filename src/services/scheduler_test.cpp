@@ -1,4 +1,4 @@
-#include "text/scheduler.h"
+#include "services/scheduler.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,11 +11,11 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/memory.h"
-#include "runtime/mutex.h"
-#include "runtime/threads.h"
-#include "testing/wait.h"
-#include "text/scheduler_internal.hpp"
+#include "base/memory.h"
+#include "services/mutex.h"
+#include "services/scheduler_internal.hpp"
+#include "services/threads.h"
+#include "testing/wait.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "runtime/settings.h"
+#include "services/settings.h"
 
 #include <pwd.h>
 #include <stdio.h>
@@ -9,13 +9,13 @@
 #include <array>
 #include <string_view>
 
-#include "runtime/file.h"
-#include "runtime/file_system.h"
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "text/encoding.h"
-#include "text/string_util.h"
+#include "base/encoding.h"
+#include "base/file.h"
+#include "base/file_system.h"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/string_util.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
  * until the property is set again or the module stops. The settings lock
  * guards setting values, computing effective values, building the file name
  * and the stop. Status codes: 0 success, 2 invalid argument, 14 nothing read. */
-#ifndef UPNP_RUNTIME_SETTINGS_H
-#define UPNP_RUNTIME_SETTINGS_H
+#ifndef UPNP_SERVICES_SETTINGS_H
+#define UPNP_SERVICES_SETTINGS_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -149,4 +149,4 @@ void upnp_ini_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_SETTINGS_H */
+#endif /* UPNP_SERVICES_SETTINGS_H */

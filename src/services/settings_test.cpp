@@ -1,4 +1,4 @@
-#include "runtime/settings.h"
+#include "services/settings.h"
 
 #include <gtest/gtest.h>
 #include <string.h>
@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/log_recorder.h"
-#include "testing/temp_dir.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "testing/log_recorder.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -6,11 +6,11 @@
 
 #include <atomic>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/mutex.h"
-#include "text/scheduler.h"
-#include "text/scheduler_internal.hpp"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/mutex.h"
+#include "services/scheduler.h"
+#include "services/scheduler_internal.hpp"
 
 namespace {
 

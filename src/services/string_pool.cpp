@@ -1,10 +1,10 @@
-#include "text/string_pool.h"
+#include "services/string_pool.h"
 
 #include <string.h>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "text/string_pool_state.hpp"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/string_pool_state.hpp"
 
 namespace string_pool {
 

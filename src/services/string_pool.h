@@ -14,18 +14,18 @@
  *
  * Failures: adding answers 0; save and restore answer 0 and never damage the
  * live pool (save failures are logged, restore failures are silent). */
-#ifndef UPNP_TEXT_STRING_POOL_H
-#define UPNP_TEXT_STRING_POOL_H
+#ifndef UPNP_SERVICES_STRING_POOL_H
+#define UPNP_SERVICES_STRING_POOL_H
 
 #include <stdint.h>
 
-#include "text/upnp_string.h"
+#include "base/upnp_string.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-struct upnp_file; /* runtime/file.h */
+struct upnp_file; /* base/file.h */
 
 #define UPNP_STRING_POOL_BUCKETS 4096u
 #define UPNP_STRING_POOL_GROWTH 8192u
@@ -113,4 +113,4 @@ class StringPoolGuard {
 };
 #endif
 
-#endif /* UPNP_TEXT_STRING_POOL_H */
+#endif /* UPNP_SERVICES_STRING_POOL_H */

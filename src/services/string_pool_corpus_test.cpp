@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "testing/corpus.h"
-#include "testing/temp_dir.h"
-#include "text/string_pool.h"
-#include "text/string_pool_test_support.hpp"
+#include "base/memory.h"
+#include "services/string_pool.h"
+#include "testing/corpus.hpp"
+#include "testing/string_pool_test_support.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -4,11 +4,11 @@
 // machine's byte order.
 #include <string.h>
 
-#include "runtime/file.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "text/string_pool.h"
-#include "text/string_pool_state.hpp"
+#include "base/file.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/string_pool.h"
+#include "services/string_pool_state.hpp"
 
 namespace {
 

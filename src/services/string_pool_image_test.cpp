@@ -2,13 +2,13 @@
 
 #include <string>
 
-#include "runtime/file.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
-#include "text/string_pool.h"
-#include "text/string_pool_test_support.hpp"
+#include "base/file.h"
+#include "base/memory.h"
+#include "services/string_pool.h"
+#include "testing/log_capture.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/string_pool_test_support.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

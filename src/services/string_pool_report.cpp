@@ -1,8 +1,8 @@
 // The bucket-size report, which exists to judge the spread of the hash.
 #include <stdint.h>
 
-#include "text/string_pool.h"
-#include "text/string_pool_state.hpp"
+#include "services/string_pool.h"
+#include "services/string_pool_state.hpp"
 
 namespace {
 

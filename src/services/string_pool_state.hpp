@@ -4,8 +4,8 @@
 
 #include <stdint.h>
 
-#include "runtime/locks.h"
-#include "text/string_pool.h"
+#include "base/locks.h"
+#include "services/string_pool.h"
 
 namespace string_pool {
 

@@ -1,12 +1,12 @@
-#include "text/string_pool.h"
+#include "services/string_pool.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "text/string_pool_test_support.hpp"
+#include "base/memory.h"
+#include "testing/memory_fail.hpp"
+#include "testing/string_pool_test_support.hpp"
 
 namespace {
 

@@ -3,9 +3,9 @@
 // one run but are not counted.
 #include <string.h>
 
-#include "runtime/locks.h"
-#include "text/scheduler.h"
-#include "text/scheduler_internal.hpp"
+#include "base/locks.h"
+#include "services/scheduler.h"
+#include "services/scheduler_internal.hpp"
 
 namespace {
 

@@ -1,13 +1,13 @@
-#include "runtime/thread_pool.h"
+#include "services/thread_pool.h"
 
 #include <utility>
 
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/mutex.h"
-#include "runtime/settings.h"
-#include "runtime/threads.h"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/mutex.h"
+#include "services/settings.h"
+#include "services/threads.h"
 
 namespace {
 

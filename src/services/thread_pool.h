@@ -7,8 +7,8 @@
  * step in which it finds its queue empty.
  *
  * Lock order: the task-queue lock, then the worker counter's lock. */
-#ifndef UPNP_RUNTIME_THREAD_POOL_H
-#define UPNP_RUNTIME_THREAD_POOL_H
+#ifndef UPNP_SERVICES_THREAD_POOL_H
+#define UPNP_SERVICES_THREAD_POOL_H
 
 #include <stdint.h>
 
@@ -47,4 +47,4 @@ void upnp_thread_pool_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_THREAD_POOL_H */
+#endif /* UPNP_SERVICES_THREAD_POOL_H */

@@ -1,4 +1,4 @@
-#include "runtime/thread_pool.h"
+#include "services/thread_pool.h"
 
 #include <gtest/gtest.h>
 
@@ -6,12 +6,12 @@
 #include <chrono>
 #include <thread>
 
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "runtime/settings.h"
-#include "runtime/threads.h"
-#include "testing/thread_registry.h"
-#include "testing/wait.h"
+#include "base/memory.h"
+#include "services/settings.h"
+#include "services/threads.h"
+#include "testing/memory_fail.hpp"
+#include "testing/thread_registry.hpp"
+#include "testing/wait.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "runtime/threads.h"
+#include "services/threads.h"
 
 #include <errno.h>
 #include <sched.h>
@@ -9,13 +9,13 @@
 
 #include <atomic>
 
-#include "runtime/locks.h"
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/mutex.h"
-#include "runtime/settings.h"
-#include "runtime/thread_pool.h"
-#include "runtime/time_format.h"
+#include "base/locks.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "base/time_format.h"
+#include "services/mutex.h"
+#include "services/settings.h"
+#include "services/thread_pool.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
  * Misuse is logged at level 3 (warning), category LOG_SYSTEM; failures to
  * start a thread at level 3 or 4. The thread-table lock is never held while
  * a protocol mutex or another module's lock is taken. */
-#ifndef UPNP_RUNTIME_THREADS_H
-#define UPNP_RUNTIME_THREADS_H
+#ifndef UPNP_SERVICES_THREADS_H
+#define UPNP_SERVICES_THREADS_H
 
 #include <pthread.h>
 #include <stdint.h>
@@ -96,4 +96,4 @@ void upnp_thread_table_release(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_RUNTIME_THREADS_H */
+#endif /* UPNP_SERVICES_THREADS_H */

@@ -1,4 +1,4 @@
-#include "runtime/threads.h"
+#include "services/threads.h"
 
 #include <errno.h>
 #include <gtest/gtest.h>
@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "runtime/settings.h"
-#include "testing/log_recorder.h"
-#include "testing/thread_registry.h"
-#include "testing/wait.h"
+#include "services/settings.h"
+#include "testing/log_recorder.hpp"
+#include "testing/thread_registry.hpp"
+#include "testing/wait.hpp"
 
 namespace {
 

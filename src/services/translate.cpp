@@ -1,13 +1,13 @@
-#include "text/translate.h"
+#include "services/translate.h"
 
 #include <stdio.h>
 #include <string.h>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/settings.h"
-#include "text/encoding.h"
-#include "text/resource.h"
+#include "base/encoding.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/resource.h"
+#include "services/settings.h"
 
 namespace {
 

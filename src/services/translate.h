@@ -5,8 +5,8 @@
  *
  * The tables are kept without a lock: translations are loaded and looked up
  * from one thread at a time (the importer's main thread). */
-#ifndef UPNP_TEXT_TRANSLATE_H
-#define UPNP_TEXT_TRANSLATE_H
+#ifndef UPNP_SERVICES_TRANSLATE_H
+#define UPNP_SERVICES_TRANSLATE_H
 
 #include <stdint.h>
 
@@ -39,4 +39,4 @@ void upnp_translate_module_stop(void);
 }  /* extern "C" */
 #endif
 
-#endif /* UPNP_TEXT_TRANSLATE_H */
+#endif /* UPNP_SERVICES_TRANSLATE_H */

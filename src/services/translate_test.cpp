@@ -1,16 +1,16 @@
-#include "text/translate.h"
+#include "services/translate.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "runtime/log.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
-#include "runtime/settings.h"
-#include "testing/log_recorder.h"
-#include "testing/temp_dir.h"
-#include "text/resource.h"
+#include "base/log.h"
+#include "base/memory.h"
+#include "services/resource.h"
+#include "services/settings.h"
+#include "testing/log_recorder.hpp"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/temp_dir.h"
+#include "testing/temp_dir.hpp"
 
 namespace testing_support {
 

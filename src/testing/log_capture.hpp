@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "runtime/log.h"
+#include "base/log.h"
 
 namespace testing_support {
 
@@ -28,7 +28,7 @@ class LogCapture {
     }
     upnp_log_close();
     upnp_log_set_settings_read(0);
-    upnp_log_set_threads_permitted(0);
+    upnp_log_set_thread_calls(nullptr);
     upnp_log_init();
   }
   LogCapture(const LogCapture&) = delete;

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "runtime/log.h"
-#include "testing/log_capture.h"
-#include "testing/temp_dir.h"
+#include "base/log.h"
+#include "testing/log_capture.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace testing_support {
 

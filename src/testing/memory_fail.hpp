@@ -1,13 +1,13 @@
 /* Test seam over the allocator's failure hook: lets the Nth system-heap
  * request of the tracked allocator fail, so that every out-of-memory path can
  * be driven. Tests only; the hook stays unset in the product. */
-#ifndef UPNP_RUNTIME_MEMORY_FAIL_H
-#define UPNP_RUNTIME_MEMORY_FAIL_H
+#ifndef UPNP_TESTING_MEMORY_FAIL_HPP
+#define UPNP_TESTING_MEMORY_FAIL_HPP
 
 #ifdef __cplusplus
 #include <stdint.h>
 
-#include "runtime/memory.h"
+#include "base/memory.h"
 
 /* While alive, requests number `fail_from` (0-based) and later fail; a
  * negative value fails none and only counts. Not thread-safe: for tests. */
@@ -49,4 +49,4 @@ int64_t ForEachAllocationFailure(Body body) {
 }
 #endif
 
-#endif /* UPNP_RUNTIME_MEMORY_FAIL_H */
+#endif /* UPNP_TESTING_MEMORY_FAIL_HPP */

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "dbobject/object.h"
+#include "records/object.h"
 
 inline std::string DescribeRecord(const db_object* record) {
   if (record == nullptr) return "null";

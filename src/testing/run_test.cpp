@@ -3,7 +3,7 @@
 // the boxes and runs under emulation.
 #include <gtest/gtest.h>
 
-#include "testing/temp_dir.h"
+#include "testing/temp_dir.hpp"
 
 namespace {
 

@@ -11,8 +11,8 @@
 
 #include <utility>
 
-#include "runtime/memory.h"
-#include "text/string_pool.h"
+#include "base/memory.h"
+#include "services/string_pool.h"
 
 namespace string_pool_testing {
 
@@ -49,8 +49,8 @@ class StringPoolTest : public ::testing::Test {
 
 #include <string>
 
-#include "runtime/file.h"
-#include "testing/temp_dir.h"
+#include "base/file.h"
+#include "testing/temp_dir.hpp"
 
 namespace string_pool_testing {
 

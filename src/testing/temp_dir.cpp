@@ -1,4 +1,4 @@
-#include "testing/temp_dir.h"
+#include "testing/temp_dir.hpp"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -6,8 +6,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "runtime/lifecycle.h"
-#include "runtime/log.h"
+#include "base/log.h"
+#include "process/lifecycle.h"
 
 namespace {
 void abort_on_critical_exit(int status) {

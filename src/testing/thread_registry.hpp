@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "runtime/memory.h"
-#include "runtime/threads.h"
-#include "text/scheduler.h"
+#include "base/memory.h"
+#include "services/scheduler.h"
+#include "services/threads.h"
 
 namespace testing_support {
 

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "base/memory.h"
 #include "importer/itunes_main.h"
-#include "runtime/lifecycle.h"
-#include "runtime/memory.h"
-#include "runtime/memory_fail.h"
+#include "process/lifecycle.h"
 #include "testing/itunes_library.hpp"
-#include "testing/temp_dir.h"
+#include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 
