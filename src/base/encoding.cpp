@@ -7,7 +7,7 @@
 
 namespace {
 
-int32_t codepage = 0;
+int32_t g_codepage = 0;
 
 struct Utf16Reader {
   const unsigned char* bytes;
@@ -79,8 +79,8 @@ char* upnp_string_utf16_to_utf8(const void* utf16) {
   return reinterpret_cast<char*>(out);
 }
 
-int32_t upnp_encoding_codepage(void) { return codepage; }
+int32_t upnp_encoding_codepage(void) { return g_codepage; }
 
-void upnp_encoding_init(void) { codepage = 932; }
+void upnp_encoding_init(void) { g_codepage = 932; }
 
 }  // extern "C"

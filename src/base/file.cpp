@@ -10,12 +10,13 @@
 #include "base/locks.h"
 #include "base/memory.h"
 #include "base/permission_report.h"
+#include "base/status.h"
 
 namespace {
 
 // Reserved for the open-file slot table, which nothing in this program
 // fills; created and destroyed with the other module locks all the same.
-upnp_plain_lock* file_lock = nullptr;
+upnp_plain_lock* g_file_lock = nullptr;
 
 // The three descriptor-level opens. A refused open explains itself in the
 // log when it was a matter of rights; errno survives for the caller.
@@ -157,14 +158,14 @@ int32_t upnp_file_attach_buffer(upnp_file* file, void* data) {
 }
 
 int32_t upnp_file_prepare(void) {
-  if (upnp_lock_exists(&file_lock)) return 0;
-  return upnp_lock_create(&file_lock) == 0 ? 0 : 14;
+  if (upnp_lock_exists(&g_file_lock)) return 0;
+  return upnp_lock_create(&g_file_lock) == 0 ? UPNP_OK : UPNP_FAILED;
 }
 
 void upnp_file_init(void) {}
 
 void upnp_file_release(void) {
-  if (upnp_lock_exists(&file_lock)) upnp_lock_destroy(&file_lock);
+  if (upnp_lock_exists(&g_file_lock)) upnp_lock_destroy(&g_file_lock);
 }
 
 }  // extern "C"

@@ -1,4 +1,5 @@
 #include "base/locks.h"
+#include "base/status.h"
 
 #include <errno.h>
 #include <pthread.h>
@@ -59,12 +60,12 @@ upnp_plain_semaphore* semaphore_record(upnp_semaphore_handle handle) {
 extern "C" {
 
 int32_t upnp_lock_create(upnp_lock_handle handle) {
-  if (handle == nullptr || *handle != nullptr) return 2;
+  if (handle == nullptr || *handle != nullptr) return UPNP_INVALID;
   auto* record = static_cast<upnp_plain_lock*>(calloc(1, sizeof(upnp_plain_lock)));
-  if (record == nullptr) return 8;
+  if (record == nullptr) return UPNP_NOMEM;
   if (pthread_mutex_init(&record->mutex, nullptr) != 0) {
     free(record);
-    return 14;
+    return UPNP_FAILED;
   }
   record->created = 1;
   *handle = record;
@@ -74,11 +75,11 @@ int32_t upnp_lock_create(upnp_lock_handle handle) {
 
 int32_t upnp_lock(upnp_lock_handle handle) {
   upnp_plain_lock* record = lock_record(handle);
-  if (record == nullptr) return 2;
+  if (record == nullptr) return UPNP_INVALID;
   int error = pthread_mutex_lock(&record->mutex);
   if (error != 0) {
     print_system_error("pthread_mutex_lock", error);
-    return 14;
+    return UPNP_FAILED;
   }
   record->owner = pthread_self();
   record->held = 1;
@@ -87,18 +88,18 @@ int32_t upnp_lock(upnp_lock_handle handle) {
 
 int32_t upnp_unlock(upnp_lock_handle handle) {
   upnp_plain_lock* record = lock_record(handle);
-  if (record == nullptr) return 2;
+  if (record == nullptr) return UPNP_INVALID;
   record->held = 0;
   int error = pthread_mutex_unlock(&record->mutex);
   if (error != 0) {
     print_system_error("pthread_mutex_unlock", error);
-    return 14;
+    return UPNP_FAILED;
   }
   return 0;
 }
 
 int32_t upnp_lock_destroy(upnp_lock_handle handle) {
-  if (handle == nullptr || *handle == nullptr) return 2;
+  if (handle == nullptr || *handle == nullptr) return UPNP_INVALID;
   upnp_plain_lock* record = *handle;
   *handle = nullptr;
   record->created = 0;
@@ -111,12 +112,12 @@ int32_t upnp_lock_destroy(upnp_lock_handle handle) {
 int32_t upnp_lock_exists(upnp_lock_handle handle) { return lock_record(handle) != nullptr ? 1 : 0; }
 
 int32_t upnp_semaphore_create(upnp_semaphore_handle handle, uint32_t initial_count) {
-  if (handle == nullptr || *handle != nullptr) return 2;
+  if (handle == nullptr || *handle != nullptr) return UPNP_INVALID;
   auto* record = static_cast<upnp_plain_semaphore*>(calloc(1, sizeof(upnp_plain_semaphore)));
-  if (record == nullptr) return 8;
+  if (record == nullptr) return UPNP_NOMEM;
   if (sem_init(&record->sem, 0, initial_count) != 0) {
     free(record);
-    return 14;
+    return UPNP_FAILED;
   }
   record->created = 1;
   *handle = record;
@@ -126,7 +127,7 @@ int32_t upnp_semaphore_create(upnp_semaphore_handle handle, uint32_t initial_cou
 int32_t upnp_semaphore_wait(upnp_semaphore_handle handle, int32_t timeout_ms, const char* caller) {
   (void)caller;
   upnp_plain_semaphore* record = semaphore_record(handle);
-  if (record == nullptr) return 2;
+  if (record == nullptr) return UPNP_INVALID;
   int rc;
   if (timeout_ms < 0) {
     rc = sem_wait(&record->sem);
@@ -148,7 +149,7 @@ int32_t upnp_semaphore_wait(upnp_semaphore_handle handle, int32_t timeout_ms, co
     return 0;
   }
   if (errno == ETIMEDOUT || errno == EINTR || errno == EAGAIN) return 1;
-  return 14;
+  return UPNP_FAILED;
 }
 
 void upnp_semaphore_post(upnp_semaphore_handle handle, const char* caller) {

@@ -6,8 +6,8 @@
  * that tracked memory can itself be guarded by a plain lock. For the same
  * reason faults are printed on standard error, never logged.
  *
- * Status codes: 0 success, 2 invalid argument (null handle, no record, not
- * created, already created), 8 out of memory, 14 system call failed. */
+ * Status codes: UPNP_OK, UPNP_INVALID invalid argument (null handle, no record, not
+ * created, already created), UPNP_NOMEM out of memory, UPNP_FAILED system call failed. */
 #ifndef UPNP_BASE_LOCKS_H
 #define UPNP_BASE_LOCKS_H
 
@@ -37,7 +37,7 @@ int32_t upnp_lock_exists(upnp_lock_handle handle);
 int32_t upnp_semaphore_create(upnp_semaphore_handle handle, uint32_t initial_count);
 /* timeout_ms: -1 waits without limit, 0 only tries, >0 waits until now +
  * timeout by the wall clock. 0 taken, 1 not taken (time out, interrupted,
- * busy), 2 invalid, 14 other failures. */
+ * busy), UPNP_INVALID invalid, UPNP_FAILED other failures. */
 int32_t upnp_semaphore_wait(upnp_semaphore_handle handle, int32_t timeout_ms, const char* caller);
 void upnp_semaphore_post(upnp_semaphore_handle handle, const char* caller);
 /* One try-wait, then one post: the count ends at exactly 1 from 0 or 1. */

@@ -9,12 +9,13 @@
 #include "base/file_system.h"
 #include "base/log_state.hpp"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/string_search.h"
 #include "base/time_format.h"
 
 namespace upnp::log {
 
-State state;
+State g_state;
 
 namespace {
 
@@ -35,12 +36,12 @@ static_assert(sizeof kMaskedAuthentication - 1 == 41, "the replacement is 41 byt
 constexpr size_t kTextSize = 1024;
 constexpr size_t kStampSize = 32;
 
-char last_critical[kTextSize];
-upnp_log_critical_handler_fn critical_handler = nullptr;
-upnp_log_exit_fn exit_hook = nullptr;
+char log_last_critical[kTextSize];
+upnp_log_critical_handler_fn log_critical_handler = nullptr;
+upnp_log_exit_fn g_exit_hook = nullptr;
 
 const char* line_tag(int32_t level) {
-  return state.settings_read.load(std::memory_order_relaxed) ? upnp_log_level_tag(level) : "[Startup]";
+  return g_state.settings_read.load(std::memory_order_relaxed) ? upnp_log_level_tag(level) : "[Startup]";
 }
 
 bool holds_authentication(const char* piece) {
@@ -48,8 +49,8 @@ bool holds_authentication(const char* piece) {
 }
 
 void flush_locked() {
-  if (state.file != nullptr) {
-    upnp_file_sync(state.file);
+  if (g_state.file != nullptr) {
+    upnp_file_sync(g_state.file);
   } else {
     fflush(stdout);
   }
@@ -58,58 +59,58 @@ void flush_locked() {
 // One piece of a line into the file. Authentication headers never reach the
 // disk, and the replacement is deliberately not counted towards rotation.
 void write_piece(const char* piece) {
-  if (state.file == nullptr) return;
+  if (g_state.file == nullptr) return;
   if (holds_authentication(piece)) {
-    upnp_file_write(state.file, kMaskedAuthentication, sizeof kMaskedAuthentication - 1);
+    upnp_file_write(g_state.file, kMaskedAuthentication, sizeof kMaskedAuthentication - 1);
     return;
   }
   const size_t length = strlen(piece);
-  if (upnp_file_write(state.file, piece, length) < static_cast<int64_t>(length)) {
+  if (upnp_file_write(g_state.file, piece, length) < static_cast<int64_t>(length)) {
     // A full disk or a vanished file: stop writing until the log is reopened.
-    upnp_file_close(state.file);
-    state.file = nullptr;
+    upnp_file_close(g_state.file);
+    g_state.file = nullptr;
     return;
   }
-  state.size += static_cast<int64_t>(length);
-  if (state.size <= kRotateAbove || state.parts_pending || state.rotation_disabled.load(std::memory_order_relaxed)) {
+  g_state.size += static_cast<int64_t>(length);
+  if (g_state.size <= kRotateAbove || g_state.parts_pending || g_state.rotation_disabled.load(std::memory_order_relaxed)) {
     return;
   }
   rotate_locked();
 }
 
 void write_file_line(int32_t level, int32_t category, const char* text) {
-  if (!state.enabled.load(std::memory_order_relaxed) || text == nullptr || !upnp_lock_exists(&state.lock)) return;
-  upnp_lock(&state.lock);
+  if (!g_state.enabled.load(std::memory_order_relaxed) || text == nullptr || !upnp_lock_exists(&g_state.lock)) return;
+  upnp_lock(&g_state.lock);
   char stamp[kStampSize];
   upnp_time_log_stamp(stamp, sizeof stamp);
-  snprintf(state.line_header, sizeof state.line_header, "%s %8lu %s - %s: ", stamp,
+  snprintf(g_state.line_header, sizeof g_state.line_header, "%s %8lu %s - %s: ", stamp,
            static_cast<unsigned long>(upnp_mem_used()), line_tag(level), upnp_log_category_name(category));
-  write_piece(state.line_header);
+  write_piece(g_state.line_header);
   write_piece(text);
   write_piece("\n");
-  if (state.flush_each_line.load(std::memory_order_relaxed)) flush_locked();
-  const upnp_log_thread_calls* calls = state.thread_calls.load();
-  if (state.parts_pending && calls != nullptr) {
-    state.parts_pending = 0;
+  if (g_state.flush_each_line.load(std::memory_order_relaxed)) flush_locked();
+  const upnp_log_thread_calls* calls = g_state.thread_calls.load();
+  if (g_state.parts_pending && calls != nullptr) {
+    g_state.parts_pending = 0;
     char file_name[kFileNameSize];
-    memcpy(file_name, state.file_name, sizeof file_name);
-    upnp_unlock(&state.lock);
+    memcpy(file_name, g_state.file_name, sizeof file_name);
+    upnp_unlock(&g_state.lock);
     if (start_parts_cleanup(*calls, file_name) != 0) {
       puts("can't start upnp_log_remove_old_parts thread");
     }
     return;
   }
-  upnp_unlock(&state.lock);
+  upnp_unlock(&g_state.lock);
 }
 
 // Critical messages also reach the console, ending in CR LF.
 void write_console_line(int32_t level, int32_t category, const char* text) {
-  LockGuard guard(&state.lock);
+  LockGuard guard(&g_state.lock);
   char stamp[kStampSize];
   upnp_time_log_stamp(stamp, sizeof stamp);
-  snprintf(state.line_header, sizeof state.line_header, "%s %s - %s: ", stamp, line_tag(level),
+  snprintf(g_state.line_header, sizeof g_state.line_header, "%s %s - %s: ", stamp, line_tag(level),
            upnp_log_category_name(category));
-  fputs(state.line_header, stdout);
+  fputs(g_state.line_header, stdout);
   fputs(text, stdout);
   fputs("\r\n", stdout);
   fflush(stdout);
@@ -123,12 +124,12 @@ void format_error_text(int error, char (&buffer)[kTextSize]) {
 
 // After a critical message the process ends, unless a handler takes over.
 void finish_critical() {
-  if (critical_handler != nullptr) {
-    critical_handler(last_critical);
+  if (log_critical_handler != nullptr) {
+    log_critical_handler(log_last_critical);
     return;
   }
-  if (exit_hook != nullptr) {
-    exit_hook(0);
+  if (g_exit_hook != nullptr) {
+    g_exit_hook(0);
     return;
   }
   exit(0);
@@ -162,16 +163,16 @@ void write_fallback(int32_t level, int32_t category, int32_t with_errno, int err
 }  // namespace
 }  // namespace upnp::log
 
-using upnp::log::state;
+using upnp::log::g_state;
 
 extern "C" {
 
 int32_t upnp_log_should_write(int32_t level, int32_t category) {
-  if ((static_cast<uint32_t>(category) & state.mask.load(std::memory_order_relaxed)) != 0) {
-    return level >= state.level.load(std::memory_order_relaxed) ? 1 : 0;
+  if ((static_cast<uint32_t>(category) & g_state.mask.load(std::memory_order_relaxed)) != 0) {
+    return level >= g_state.level.load(std::memory_order_relaxed) ? 1 : 0;
   }
   if (level == UPNP_LOG_CRITICAL || level == UPNP_LOG_IMPORTANT) return 1;
-  return state.settings_read.load(std::memory_order_relaxed) ? 0 : 1;
+  return g_state.settings_read.load(std::memory_order_relaxed) ? 0 : 1;
 }
 
 const char* upnp_log_level_tag(int32_t level) {
@@ -188,7 +189,7 @@ const char* upnp_log_category_name(int32_t category) {
 void upnp_log(int32_t level, int32_t category, const char* function_name, int32_t with_errno,
               const char* format, ...) {
   using namespace upnp::log;
-  if (level != UPNP_LOG_CRITICAL && state.settings_read.load(std::memory_order_relaxed) &&
+  if (level != UPNP_LOG_CRITICAL && g_state.settings_read.load(std::memory_order_relaxed) &&
       !upnp_log_should_write(level, category)) {
     return;
   }
@@ -219,7 +220,7 @@ void upnp_log(int32_t level, int32_t category, const char* function_name, int32_
   if (level == UPNP_LOG_CRITICAL) {
     write_console_line(level, category, text);
     if (errno_line) write_console_line(level, category, error_text);
-    snprintf(last_critical, sizeof last_critical, "%s", text);
+    snprintf(log_last_critical, sizeof log_last_critical, "%s", text);
     upnp_string_free(line);
     finish_critical();
     return;
@@ -228,16 +229,16 @@ void upnp_log(int32_t level, int32_t category, const char* function_name, int32_
 }
 
 int32_t upnp_log_open(const char* path) {
-  if (!upnp_lock_exists(&state.lock)) {
+  if (!upnp_lock_exists(&g_state.lock)) {
     // The log may be opened before start-up.
-    if (upnp_lock_create(&state.lock) != 0) return 0;
+    if (upnp_lock_create(&g_state.lock) != 0) return 0;
   }
-  LockGuard guard(&state.lock);
-  state.file_name[0] = '\0';
-  upnp_file_close(state.file);
-  state.file = nullptr;
+  LockGuard guard(&g_state.lock);
+  g_state.file_name[0] = '\0';
+  upnp_file_close(g_state.file);
+  g_state.file = nullptr;
   if (path == nullptr) {
-    state.size = 0;
+    g_state.size = 0;
     return 1;
   }
   TrackedPtr<char> directory(upnp_strdup(path));
@@ -246,71 +247,71 @@ int32_t upnp_log_open(const char* path) {
     *slash = '\0';
     upnp_file_mkdir_path(directory.get());
   }
-  snprintf(state.file_name, sizeof state.file_name, "%s", path);
-  state.file = upnp_file_open_append(state.file_name);
-  if (state.file == nullptr) state.file = upnp_file_open_write(state.file_name);
-  if (state.file == nullptr) {
-    state.file_name[0] = '\0';
+  snprintf(g_state.file_name, sizeof g_state.file_name, "%s", path);
+  g_state.file = upnp_file_open_append(g_state.file_name);
+  if (g_state.file == nullptr) g_state.file = upnp_file_open_write(g_state.file_name);
+  if (g_state.file == nullptr) {
+    g_state.file_name[0] = '\0';
     return 0;
   }
-  state.size = state.file->size;
+  g_state.size = g_state.file->size;
   return 1;
 }
 
 void upnp_log_close(void) {
-  if (!upnp_lock_exists(&state.lock)) return;
-  upnp_lock(&state.lock);
-  upnp_file_close(state.file);
-  state.file = nullptr;
-  state.file_name[0] = '\0';
+  if (!upnp_lock_exists(&g_state.lock)) return;
+  upnp_lock(&g_state.lock);
+  upnp_file_close(g_state.file);
+  g_state.file = nullptr;
+  g_state.file_name[0] = '\0';
   upnp::log::forget_skip_list();
-  upnp_unlock(&state.lock);
-  upnp_lock_destroy(&state.lock);
+  upnp_unlock(&g_state.lock);
+  upnp_lock_destroy(&g_state.lock);
 }
 
-void upnp_log_set_mask(uint32_t mask) { state.mask.store(mask); }
-void upnp_log_set_level(int32_t level) { state.level.store(level); }
-void upnp_log_set_rotation_disabled(int32_t flag) { state.rotation_disabled.store(flag); }
-void upnp_log_set_flush_each_line(int32_t flag) { state.flush_each_line.store(flag); }
+void upnp_log_set_mask(uint32_t mask) { g_state.mask.store(mask); }
+void upnp_log_set_level(int32_t level) { g_state.level.store(level); }
+void upnp_log_set_rotation_disabled(int32_t flag) { g_state.rotation_disabled.store(flag); }
+void upnp_log_set_flush_each_line(int32_t flag) { g_state.flush_each_line.store(flag); }
 
-const char* upnp_log_get_file_name(void) { return state.file_name[0] != '\0' ? state.file_name : nullptr; }
+const char* upnp_log_get_file_name(void) { return g_state.file_name[0] != '\0' ? g_state.file_name : nullptr; }
 
 void upnp_log_flush(void) {
-  if (!upnp_lock_exists(&state.lock)) {
+  if (!upnp_lock_exists(&g_state.lock)) {
     fflush(stdout);
     return;
   }
-  LockGuard guard(&state.lock);
+  LockGuard guard(&g_state.lock);
   upnp::log::flush_locked();
 }
 
 void upnp_log_set_critical_handler(upnp_log_critical_handler_fn handler) {
-  if (upnp::log::critical_handler == nullptr) upnp::log::critical_handler = handler;
+  if (upnp::log::log_critical_handler == nullptr) upnp::log::log_critical_handler = handler;
 }
 
-void upnp_log_set_exit_hook(upnp_log_exit_fn hook) { upnp::log::exit_hook = hook; }
+void upnp_log_set_exit_hook(upnp_log_exit_fn hook) { upnp::log::g_exit_hook = hook; }
 
-void upnp_log_set_settings_read(int32_t flag) { state.settings_read.store(flag); }
-int32_t upnp_log_settings_read(void) { return state.settings_read.load(); }
-void upnp_log_set_thread_calls(const upnp_log_thread_calls* calls) { state.thread_calls.store(calls); }
+void upnp_log_set_settings_read(int32_t flag) { g_state.settings_read.store(flag); }
+int32_t upnp_log_settings_read(void) { return g_state.settings_read.load(); }
+void upnp_log_set_thread_calls(const upnp_log_thread_calls* calls) { g_state.thread_calls.store(calls); }
 
 int32_t upnp_log_prepare(void) {
-  if (upnp_lock_exists(&state.lock)) return 0;
-  return upnp_lock_create(&state.lock) == 0 ? 0 : 14;
+  if (upnp_lock_exists(&g_state.lock)) return 0;
+  return upnp_lock_create(&g_state.lock) == 0 ? UPNP_OK : UPNP_FAILED;
 }
 
 void upnp_log_init(void) {
-  LockGuard guard(&state.lock);
-  state.mask.store(0);
-  state.level.store(4);
-  state.enabled.store(1);
-  state.file_name[0] = '\0';
-  upnp_file_close(state.file);
-  state.file = nullptr;
-  state.size = 0;
-  state.parts_pending = 0;
-  state.flush_each_line.store(0);
-  state.rotation_disabled.store(0);
+  LockGuard guard(&g_state.lock);
+  g_state.mask.store(0);
+  g_state.level.store(4);
+  g_state.enabled.store(1);
+  g_state.file_name[0] = '\0';
+  upnp_file_close(g_state.file);
+  g_state.file = nullptr;
+  g_state.size = 0;
+  g_state.parts_pending = 0;
+  g_state.flush_each_line.store(0);
+  g_state.rotation_disabled.store(0);
 }
 
 void upnp_log_release(void) {
@@ -318,9 +319,9 @@ void upnp_log_release(void) {
   // right after this step: give it a moment to finish.
   for (int i = 0; i < 100 && upnp_log_cleanups_running() > 0; ++i) upnp_sleep_ms(10);
   upnp_log_close();
-  if (upnp_lock_exists(&state.lock)) {
+  if (upnp_lock_exists(&g_state.lock)) {
     upnp_sleep_ms(50);
-    upnp_lock_destroy(&state.lock);
+    upnp_lock_destroy(&g_state.lock);
   }
 }
 

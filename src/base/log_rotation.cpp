@@ -13,6 +13,7 @@
 #include "base/log.h"
 #include "base/log_state.hpp"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/string_util.h"
 #include "base/time_format.h"
 
@@ -23,22 +24,22 @@ namespace {
 // stop at them again. The clean-up thread works while the log may be closed
 // (which frees the list), so the list has a guard of its own that, unlike
 // the log lock, is never destroyed.
-std::mutex skip_mutex;
-upnp_string* skip_list = nullptr;
+std::mutex g_skip_mutex;
+upnp_string* log_skip_list = nullptr;
 
-std::atomic<int32_t> cleanups_running{0};
+std::atomic<int32_t> g_cleanups_running{0};
 // The registry calls the running clean-up was started with.
-std::atomic<const upnp_log_thread_calls*> cleanup_calls{nullptr};
+std::atomic<const upnp_log_thread_calls*> g_cleanup_calls{nullptr};
 
 bool in_skip_list(const char* name) {
-  std::lock_guard<std::mutex> guard(skip_mutex);
-  const char* names = upnp_string_get(skip_list);
+  std::lock_guard<std::mutex> guard(g_skip_mutex);
+  const char* names = upnp_string_get(log_skip_list);
   return names != nullptr && strstr(names, name) != nullptr;
 }
 
 void add_to_skip_list(const char* name) {
-  std::lock_guard<std::mutex> guard(skip_mutex);
-  skip_list = upnp_string_append(skip_list, name);
+  std::lock_guard<std::mutex> guard(g_skip_mutex);
+  log_skip_list = upnp_string_append(log_skip_list, name);
 }
 
 // One scan of the directory: deletes the oldest part when more than five
@@ -71,7 +72,7 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
 }
 
 void* remove_old_parts(void* argument) {
-  const upnp_log_thread_calls* calls = cleanup_calls.load();
+  const upnp_log_thread_calls* calls = g_cleanup_calls.load();
   calls->set_name("log_remove_old_parts");
   TrackedPtr<char> directory(static_cast<char*>(argument));
   if (char* slash = strrchr(directory.get(), '/')) {
@@ -82,7 +83,7 @@ void* remove_old_parts(void* argument) {
   }
   directory.reset();
   calls->remove_self();
-  cleanups_running.fetch_sub(1);
+  g_cleanups_running.fetch_sub(1);
   return nullptr;
 }
 
@@ -92,27 +93,27 @@ int32_t start_parts_cleanup(const upnp_log_thread_calls& calls, const char* file
   char* copy = upnp_strdup(file_name);
   // Without a copy the clean-up has nothing to work on: it ends at once.
   if (copy == nullptr) return 0;
-  cleanups_running.fetch_add(1);
+  g_cleanups_running.fetch_add(1);
   // A registered, detached thread at priority class 5.
-  cleanup_calls.store(&calls);
+  g_cleanup_calls.store(&calls);
   if (calls.start(&remove_old_parts, copy, 5) != 0) {
     upnp_free(copy);
-    cleanups_running.fetch_sub(1);
-    return 14;
+    g_cleanups_running.fetch_sub(1);
+    return UPNP_FAILED;
   }
   return 0;
 }
 
 void forget_skip_list() {
-  std::lock_guard<std::mutex> guard(skip_mutex);
-  upnp_string_free_ref(&skip_list);
+  std::lock_guard<std::mutex> guard(g_skip_mutex);
+  upnp_string_free_ref(&log_skip_list);
 }
 
 void rotate_locked() {
-  TrackedPtr<char> base(upnp_strdup(state.file_name));
+  TrackedPtr<char> base(upnp_strdup(g_state.file_name));
   if (base == nullptr) {
     // Rotation waits for the next clean-up; the file keeps growing meanwhile.
-    state.parts_pending = 1;
+    g_state.parts_pending = 1;
     return;
   }
   if (char* suffix = strstr(base.get(), "-log.txt")) *suffix = '\0';
@@ -123,16 +124,16 @@ void rotate_locked() {
   }
   char part_name[kFileNameSize];
   snprintf(part_name, sizeof part_name, "%s-%s-log.txt", base.get(), stamp);
-  upnp_file_close(state.file);
+  upnp_file_close(g_state.file);
   // A failed rename goes unnoticed: the old file is then reopened without
   // truncation and overwritten from its start, as the system always did.
-  upnp_file_rename(state.file_name, part_name);
-  state.file = upnp_file_open_write(state.file_name);
-  if (state.file == nullptr) printf("can't open log file (%s)\n", state.file_name);
-  state.size = 0;
-  state.parts_pending = 1;
+  upnp_file_rename(g_state.file_name, part_name);
+  g_state.file = upnp_file_open_write(g_state.file_name);
+  if (g_state.file == nullptr) printf("can't open log file (%s)\n", g_state.file_name);
+  g_state.size = 0;
+  g_state.parts_pending = 1;
 }
 
 }  // namespace upnp::log
 
-extern "C" int32_t upnp_log_cleanups_running(void) { return upnp::log::cleanups_running.load(); }
+extern "C" int32_t upnp_log_cleanups_running(void) { return upnp::log::g_cleanups_running.load(); }

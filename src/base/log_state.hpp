@@ -1,4 +1,4 @@
-// The log's shared state, between the line writer (log.cpp) and rotation
+// The log's shared g_state, between the line writer (log.cpp) and rotation
 // with its parts clean-up (log_rotation.cpp). Internal: only these two files
 // include it.
 #pragma once
@@ -37,7 +37,7 @@ struct State {
   std::atomic<const upnp_log_thread_calls*> thread_calls{nullptr};
 };
 
-extern State state;
+extern State g_state;
 
 // With the lock held: renames the current file to its time-stamped part
 // name and reopens a fresh file under the old name; sets parts_pending.

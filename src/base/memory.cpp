@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "base/locks.h"
+#include "base/status.h"
 
 int64_t g_memUsed = 0;
 int64_t mem_peak = 0;
@@ -17,9 +18,9 @@ constexpr uint64_t kHeaderSize = 8;
 static_assert(sizeof(uint64_t) == kHeaderSize, "the size header is 8 bytes");
 
 upnp_plain_lock* mem_lock = nullptr;
-upnp_mem_fail_hook_fn fail_hook = nullptr;
+upnp_mem_fail_hook_fn g_fail_hook = nullptr;
 
-bool heap_refuses(uint64_t size) { return fail_hook != nullptr && fail_hook(size) != 0; }
+bool heap_refuses(uint64_t size) { return g_fail_hook != nullptr && g_fail_hook(size) != 0; }
 
 unsigned char* block_base(void* block) { return static_cast<unsigned char*>(block) - kHeaderSize; }
 
@@ -124,7 +125,7 @@ int64_t upnp_mem_peak(void) {
 }
 
 int32_t upnp_mem_prepare(void) {
-  if (upnp_lock_create(&mem_lock) != 0) return 14;
+  if (upnp_lock_create(&mem_lock) != 0) return UPNP_FAILED;
   g_memUsed = 0;
   mem_peak = 0;
   return 0;
@@ -132,6 +133,6 @@ int32_t upnp_mem_prepare(void) {
 
 void upnp_mem_release(void) { upnp_lock_destroy(&mem_lock); }
 
-void upnp_mem_set_fail_hook(upnp_mem_fail_hook_fn hook) { fail_hook = hook; }
+void upnp_mem_set_fail_hook(upnp_mem_fail_hook_fn hook) { g_fail_hook = hook; }
 
 }  // extern "C"

@@ -14,7 +14,7 @@ constexpr int64_t kNoBase = INT64_MIN;
 
 // The base in milliseconds; each microsecond part is divided down before
 // any subtraction, so base and reading are rounded alike.
-std::atomic<int64_t> ms_base{kNoBase};
+std::atomic<int64_t> g_ms_base{kNoBase};
 
 int64_t wall_clock_ms() {
   struct timeval now {};
@@ -50,7 +50,7 @@ int is_same_local_day(int64_t now, int64_t seconds) {
   return today.tm_year == other.tm_year && today.tm_yday == other.tm_yday;
 }
 
-void reset_ms_base() { ms_base.store(kNoBase); }
+void reset_ms_base() { g_ms_base.store(kNoBase); }
 
 }  // namespace upnp::time_format
 
@@ -58,9 +58,9 @@ extern "C" {
 
 int64_t upnp_time_ms_since_start(void) {
   const int64_t now = wall_clock_ms();
-  int64_t base = ms_base.load();
+  int64_t base = g_ms_base.load();
   // Only one first caller wins; a racing one gets the winner's base.
-  if (base == kNoBase && ms_base.compare_exchange_strong(base, now)) return 0;
+  if (base == kNoBase && g_ms_base.compare_exchange_strong(base, now)) return 0;
   return now - base;
 }
 

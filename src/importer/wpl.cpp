@@ -6,11 +6,11 @@
 
 #include "base/locks.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/xml_escape.h"
 
 namespace {
 
-constexpr int32_t kFailed = 14;
 // The slot array grows by this many slots at a time.
 constexpr uint32_t kSlotGrowth = 5;
 constexpr uint32_t kFirstEntryCapacity = 16;
@@ -237,12 +237,12 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
                         const char* origin_file_name, uint32_t* identifier) {
   if (identifier != nullptr) *identifier = 0;
   WplPlaylist* playlist = new_playlist(title, type, source, generator, origin_file_name);
-  if (playlist == nullptr) return kFailed;
+  if (playlist == nullptr) return UPNP_FAILED;
 
   TableLock lock;
   if (!lock.usable()) {
     free_playlist(playlist);
-    return kFailed;
+    return UPNP_FAILED;
   }
   uint32_t id = find_same(*playlist);
   if (id != 0) {
@@ -252,7 +252,7 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
   } else {
     if (g_table.count == g_table.capacity && !grow_slots()) {
       free_playlist(playlist);
-      return kFailed;
+      return UPNP_FAILED;
     }
     g_table.slots[g_table.count++] = playlist;
     id = g_table.count;
@@ -262,28 +262,28 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
 }
 
 int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location) {
-  if (location == nullptr) return kFailed;
+  if (location == nullptr) return UPNP_FAILED;
   TableLock lock;
-  if (!lock.usable()) return kFailed;
+  if (!lock.usable()) return UPNP_FAILED;
   WplPlaylist* playlist = find_playlist(identifier);
-  if (playlist == nullptr) return kFailed;
-  if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return kFailed;
+  if (playlist == nullptr) return UPNP_FAILED;
+  if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return UPNP_FAILED;
   char* copy = upnp_strdup(location);
-  if (copy == nullptr) return kFailed;
+  if (copy == nullptr) return UPNP_FAILED;
   playlist->entries[playlist->entry_count++] = WplEntry{copy, nullptr, 0};
   return 0;
 }
 
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text) {
-  if (text == nullptr) return kFailed;
+  if (text == nullptr) return UPNP_FAILED;
   TableLock lock;
-  if (!lock.usable()) return kFailed;
+  if (!lock.usable()) return UPNP_FAILED;
   const WplPlaylist* playlist = find_playlist(identifier);
-  if (playlist == nullptr || playlist->title == nullptr) return kFailed;
+  if (playlist == nullptr || playlist->title == nullptr) return UPNP_FAILED;
   TextWriter out(*text);
   render(*playlist, out);
   *text = out.text();
-  return out.failed() ? kFailed : 0;
+  return out.failed() ? UPNP_FAILED : 0;
 }
 
 void upnp_wpl_reset(void) {
@@ -293,7 +293,7 @@ void upnp_wpl_reset(void) {
 
 int32_t upnp_wpl_prepare(void) {
   if (upnp_lock_exists(&g_wpl_lock)) return 0;
-  return upnp_lock_create(&g_wpl_lock) == 0 ? 0 : kFailed;
+  return upnp_lock_create(&g_wpl_lock) == 0 ? 0 : UPNP_FAILED;
 }
 
 void upnp_wpl_init(void) {

@@ -8,7 +8,7 @@
  * (and that of the escaping it renders through).
  *
  * Ownership: the table owns copies of every text handed in.
- * Failure: 14 is the status of every failing operation (module not started,
+ * Failure: UPNP_FAILED is the status of every failing operation (module not started,
  * unknown identifier, out of memory); nothing is logged. */
 #ifndef UPNP_IMPORTER_WPL_H
 #define UPNP_IMPORTER_WPL_H
@@ -43,17 +43,17 @@ enum {
  * later entries go to it, and a CDS source carries over to it. With an origin
  * file name and the CDS source, an empty marker file "<origin>.fromcds" is
  * made beside it when missing. title, generator and origin may be null.
- * 0, or 14 when out of memory or the module is not started. */
+ * UPNP_OK, or UPNP_FAILED when out of memory or the module is not started. */
 int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const char* generator,
                         const char* origin_file_name, uint32_t* identifier);
 
-/* Appends a copy of the location as the playlist's last entry. 0, or 14 for
+/* Appends a copy of the location as the playlist's last entry. UPNP_OK, or UPNP_FAILED for
  * an unknown identifier, a null location or out of memory (the entry is
  * dropped). */
 int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location);
 
 /* Appends the playlist's WPL text to *text (a null *text becomes a new
- * record). 0, or 14 for an unknown identifier or an object without title
+ * record). UPNP_OK, or UPNP_FAILED for an unknown identifier or an object without title
  * (*text untouched) or when out of memory (the record is freed and *text set
  * to null). Titles, origin file names and locations are XML-escaped; one that
  * cannot be escaped is written empty. */

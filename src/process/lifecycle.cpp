@@ -5,6 +5,7 @@
 #include "base/locks.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/time_format.h"
 #include "importer/wpl.h"
 #include "process/server_modules.h"
@@ -85,7 +86,7 @@ int32_t upnp_runtime_prepare(void) {
   if (runtime_prepared) return 0;
   runtime_prepared = 1;  // a failed prepare is not retried
   for (PrepareStep step : kPrepareSteps) {
-    if (step() != 0) return 14;
+    if (step() != 0) return UPNP_FAILED;
   }
   return 0;
 }

@@ -18,7 +18,7 @@ extern "C" {
 extern int32_t runtime_prepared;
 extern int32_t runtime_started;
 
-/* The prepare phase: 0, or 14 when a lock could not be created (the modules
+/* The prepare phase: UPNP_OK, or UPNP_FAILED when a lock could not be created (the modules
  * after it stay without locks). Runs once; later calls return 0. */
 int32_t upnp_runtime_prepare(void);
 /* Prepare (if not yet run) and init phases; a second call does nothing. */

@@ -10,8 +10,8 @@
  * A guarded flag is a 32-bit value behind its own plain lock.
  *
  * Misuse is logged at level 3 (warning), category LOG_SYSTEM, under the
- * function's own name. Status codes: 0 success, 2 invalid argument (null
- * handle, not created, already created), 8 out of memory, 14 a lock could not
+ * function's own name. Status codes: UPNP_OK, UPNP_INVALID invalid argument (null
+ * handle, not created, already created), UPNP_NOMEM out of memory, UPNP_FAILED a lock could not
  * be taken or created. */
 #ifndef UPNP_SERVICES_MUTEX_H
 #define UPNP_SERVICES_MUTEX_H

@@ -9,6 +9,7 @@
 #include "base/locks.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/string_util.h"
 #include "services/settings.h"
 
@@ -20,9 +21,9 @@ struct CacheSlot {
   uint32_t content_length;
 };
 
-upnp_plain_lock* cache_lock = nullptr;
-CacheSlot cache[UPNP_RESOURCE_CACHE_SLOTS];
-upnp_resource_override_fn override_hook = nullptr;
+upnp_plain_lock* g_cache_lock = nullptr;
+CacheSlot g_cache[UPNP_RESOURCE_CACHE_SLOTS];
+upnp_resource_override_fn g_override_hook = nullptr;
 
 constexpr std::string_view kCachedExtensions[] = {"xml", "txt", "ico", "jpg", "png"};
 
@@ -48,9 +49,9 @@ bool cacheable(const char* name, uint32_t length) {
   return false;
 }
 
-// Caller holds the cache lock. The matching slot, or null.
+// Caller holds the g_cache lock. The matching slot, or null.
 CacheSlot* find_cached(const char* name) {
-  for (CacheSlot& slot : cache) {
+  for (CacheSlot& slot : g_cache) {
     if (slot.name == nullptr) return nullptr;
     if (strcmp(slot.name, name) == 0) return &slot;
   }
@@ -58,8 +59,8 @@ CacheSlot* find_cached(const char* name) {
 }
 
 void add_to_cache(const char* name, const char* content, uint32_t length) {
-  LockGuard guard(&cache_lock);
-  for (CacheSlot& slot : cache) {
+  LockGuard guard(&g_cache_lock);
+  for (CacheSlot& slot : g_cache) {
     if (slot.name != nullptr) {
       if (strcmp(slot.name, name) == 0) return;
       continue;
@@ -140,9 +141,9 @@ int32_t upnp_get_resource_file(char* name, uint32_t* length, char** content) {
   if (name == nullptr || length == nullptr || content == nullptr) return 0;
   if (char* query = strrchr(name, '?'); query != nullptr) *query = '\0';
   if (strstr(name, "..") != nullptr) return 0;
-  if (override_hook != nullptr) return override_hook(name, length, content);
+  if (g_override_hook != nullptr) return g_override_hook(name, length, content);
   {
-    LockGuard guard(&cache_lock);
+    LockGuard guard(&g_cache_lock);
     if (const CacheSlot* slot = find_cached(name); slot != nullptr) {
       *content = terminated_copy(slot->content, slot->content_length);
       if (*content == nullptr) return 0;
@@ -167,28 +168,28 @@ int32_t upnp_get_resource_file(char* name, uint32_t* length, char** content) {
 }
 
 void upnp_resource_cache_clear(void) {
-  LockGuard guard(&cache_lock);
-  for (CacheSlot& slot : cache) {
+  LockGuard guard(&g_cache_lock);
+  for (CacheSlot& slot : g_cache) {
     if (slot.name != nullptr) upnp_free(slot.name);
     if (slot.content != nullptr) upnp_free(slot.content);
     slot = CacheSlot{};
   }
 }
 
-void upnp_resource_set_override(upnp_resource_override_fn hook) { override_hook = hook; }
+void upnp_resource_set_override(upnp_resource_override_fn hook) { g_override_hook = hook; }
 
 int32_t upnp_resource_prepare(void) {
-  if (upnp_lock_exists(&cache_lock)) return 0;
-  return upnp_lock_create(&cache_lock) == 0 ? 0 : 14;
+  if (upnp_lock_exists(&g_cache_lock)) return 0;
+  return upnp_lock_create(&g_cache_lock) == 0 ? UPNP_OK : UPNP_FAILED;
 }
 
 void upnp_resource_init(void) {
   upnp_resource_cache_clear();
-  override_hook = nullptr;
+  g_override_hook = nullptr;
 }
 
 void upnp_resource_stop(void) { upnp_resource_cache_clear(); }
 
-void upnp_resource_release(void) { upnp_lock_destroy(&cache_lock); }
+void upnp_resource_release(void) { upnp_lock_destroy(&g_cache_lock); }
 
 }  // extern "C"

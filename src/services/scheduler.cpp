@@ -9,6 +9,7 @@
 #include "base/locks.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/time_format.h"
 #include "services/scheduler_internal.hpp"
 #include "services/threads.h"
@@ -151,7 +152,7 @@ int32_t upnp_scheduler_running(void) { return g_running.load(); }
 int32_t upnp_schedule_task_ex(upnp_task_fn function, void* argument, uint32_t own_thread, uint32_t delay_ms,
                               const char* name, uint32_t run_at_stop) {
   auto* task = static_cast<upnp_task*>(upnp_malloc(sizeof(upnp_task)));
-  if (task == nullptr) return 8;
+  if (task == nullptr) return UPNP_NOMEM;
   task->function = function;
   task->argument = argument;
   task->own_thread = own_thread;
@@ -176,8 +177,8 @@ int32_t upnp_schedule_task_ex(upnp_task_fn function, void* argument, uint32_t ow
 int32_t upnp_schedule_task(upnp_task_fn function, void* argument, uint32_t own_thread, uint32_t delay_ms,
                            const char* name) {
   const int32_t state = upnp_server_state();
-  if (g_running.load() == 0 || (state != UPNP_SERVER_RUNNING && state != UPNP_SERVER_INITIALISED)) return 14;
-  if (function == nullptr) return 2;
+  if (g_running.load() == 0 || (state != UPNP_SERVER_RUNNING && state != UPNP_SERVER_INITIALISED)) return UPNP_FAILED;
+  if (function == nullptr) return UPNP_INVALID;
   return upnp_schedule_task_ex(function, argument, own_thread, delay_ms, name, 0);
 }
 
@@ -198,9 +199,9 @@ void upnp_unschedule_task(upnp_task_fn function) {
 }
 
 int32_t upnp_util_prepare(void) {
-  if (scheduler::socket_timeouts_prepare() != 0) return 14;
-  if (upnp_lock_create(&g_queue_lock) != 0) return 14;
-  if (upnp_lock_create(&g_scratch_lock) != 0) return 14;
+  if (scheduler::socket_timeouts_prepare() != 0) return UPNP_FAILED;
+  if (upnp_lock_create(&g_queue_lock) != 0) return UPNP_FAILED;
+  if (upnp_lock_create(&g_scratch_lock) != 0) return UPNP_FAILED;
   return 0;
 }
 

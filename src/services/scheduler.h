@@ -12,7 +12,7 @@
  * runs; the statistics lock guards the statistics table; the protocol mutex
  * guards the socket time-out lists. No two of them are held at once.
  *
- * Status codes: 0 success, 2 no function given, 8 out of memory, 14 the
+ * Status codes: UPNP_OK; UPNP_INVALID no function given, UPNP_NOMEM out of memory, UPNP_FAILED the
  * scheduler is not running or the server is in no state to accept tasks. */
 #ifndef UPNP_SERVICES_SCHEDULER_H
 #define UPNP_SERVICES_SCHEDULER_H
@@ -49,7 +49,7 @@ typedef struct upnp_task {
 int32_t upnp_server_state(void);
 void upnp_set_server_state(int32_t state);
 
-/* 14 when the scheduler is not running or the server state is neither
+/* UPNP_FAILED when the scheduler is not running or the server state is neither
  * running nor initialised, 2 for a null function, else the queueing result. */
 int32_t upnp_schedule_task(upnp_task_fn function, void* argument, uint32_t own_thread, uint32_t delay_ms,
                            const char* name);

@@ -15,6 +15,7 @@
 #include "base/locks.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/string_util.h"
 
 namespace {
@@ -122,13 +123,13 @@ struct PropertyState {
   char* expanded;  // the value with its placeholder substituted; tracked
 };
 
-upnp_plain_lock* settings_lock = nullptr;
+upnp_plain_lock* g_settings_lock = nullptr;
 PropertyState state[kRowCount];
 char file_name[1024];
-int32_t init_count = 0;
+int32_t g_init_count = 0;
 int32_t from_utf16 = 0;
-upnp_ini_reader_fn external_reader = nullptr;
-upnp_user_lookup_fn user_lookup = nullptr;
+upnp_ini_reader_fn g_external_reader = nullptr;
+upnp_user_lookup_fn g_user_lookup = nullptr;
 
 void forget_values() {
   for (PropertyState& s : state) {
@@ -180,7 +181,7 @@ int32_t system_user_lookup(char* home, size_t home_size) {
 // users get the system-wide directory.
 char* user_directory(const char* home_format) {
   char home[1024] = "";
-  const int32_t kind = (user_lookup != nullptr ? user_lookup : system_user_lookup)(home, sizeof home);
+  const int32_t kind = (g_user_lookup != nullptr ? g_user_lookup : system_user_lookup)(home, sizeof home);
   char dir[1024];
   if (kind == 1) {
     snprintf(dir, sizeof dir, home_format, home, "orvane");
@@ -232,7 +233,7 @@ bool take_line(const char* key, const char* value, int32_t flags) {
 // Scans key=value lines in place: every control byte ends a line, the first
 // '=' of a line splits key from value, nothing is trimmed.
 int32_t read_lines(char* text, size_t length, int32_t flags) {
-  int32_t result = 14;
+  int32_t result = UPNP_FAILED;
   char* key = nullptr;
   char* value = nullptr;
   for (size_t i = 0; i < length; ++i) {
@@ -261,7 +262,7 @@ char* read_whole_file(const char* path, int64_t* length) {
   if (file == nullptr) return nullptr;
   char name[sizeof file_name];
   {
-    LockGuard guard(&settings_lock);
+    LockGuard guard(&g_settings_lock);
     snprintf(name, sizeof name, "%s", file_name);
   }
   upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_ini_file_read_properties_from_file", 0, "reading ini settings from %s",
@@ -290,7 +291,7 @@ extern "C" {
 
 const char* upnp_ini_get(int32_t id) {
   if (id < 0 || id >= UPNP_INI_ID_LIMIT || kIndex[id] < 0) return nullptr;
-  LockGuard guard(&settings_lock);
+  LockGuard guard(&g_settings_lock);
   return effective_value(kIndex[id]);
 }
 
@@ -311,11 +312,11 @@ const upnp_ini_property* upnp_ini_find(const char* name) {
 int32_t upnp_ini_set(const char* name, const char* value, int32_t flags) {
   (void)flags;
   const upnp_ini_property* row = upnp_ini_find(name);
-  if (row == nullptr) return 2;
+  if (row == nullptr) return UPNP_INVALID;
   char* copy = nullptr;
-  if (value != nullptr && (copy = upnp_strdup(value)) == nullptr) return 8;
+  if (value != nullptr && (copy = upnp_strdup(value)) == nullptr) return UPNP_NOMEM;
   {
-    LockGuard guard(&settings_lock);
+    LockGuard guard(&g_settings_lock);
     PropertyState& s = state[row - kRows];
     if (s.value != nullptr) upnp_free(s.value);
     if (s.expanded != nullptr) upnp_free(s.expanded);
@@ -326,7 +327,7 @@ int32_t upnp_ini_set(const char* name, const char* value, int32_t flags) {
 }
 
 const char* upnp_ini_file_name(void) {
-  LockGuard guard(&settings_lock);
+  LockGuard guard(&g_settings_lock);
   if (file_name[0] != '\0') return file_name;
   const char* directory = effective_value(kIndex[UPNP_INI_INIPATH]);
   TrackedPtr<char> appdata;
@@ -345,12 +346,12 @@ const char* upnp_ini_file_name(void) {
 int32_t upnp_ini_file_read_properties_from_file(const char* path, int32_t flags) {
   int64_t length = 0;
   TrackedPtr<char> raw(read_whole_file(path, &length));
-  if (raw == nullptr || raw.get()[0] == '\0') return 14;
+  if (raw == nullptr || raw.get()[0] == '\0') return UPNP_FAILED;
   const auto* bytes = reinterpret_cast<const unsigned char*>(raw.get());
   if (bytes[0] == 0xFF && bytes[1] == 0xFE) {
     from_utf16 = 1;
     TrackedPtr<char> text(upnp_string_utf16_to_utf8(raw.get()));
-    if (text == nullptr || text.get()[0] == '\0') return 14;
+    if (text == nullptr || text.get()[0] == '\0') return UPNP_FAILED;
     return read_lines(text.get(), strlen(text.get()), flags);
   }
   return read_lines(raw.get(), static_cast<size_t>(length), flags);
@@ -359,7 +360,7 @@ int32_t upnp_ini_file_read_properties_from_file(const char* path, int32_t flags)
 void upnp_ini_read_settings(int32_t flags) {
   // The external reader runs without the settings lock held, so that it can
   // store what it reads through upnp_ini_set.
-  if (upnp_ini_reader_fn reader = external_reader; reader != nullptr) {
+  if (upnp_ini_reader_fn reader = g_external_reader; reader != nullptr) {
     if (reader(flags) == 0) upnp_log_set_settings_read(1);
     return;
   }
@@ -371,35 +372,35 @@ char* upnp_get_appdata_dir(void) { return user_directory("%s/.%s"); }
 
 char* upnp_get_user_home_dir(void) { return user_directory("%s"); }
 
-void upnp_settings_set_user_lookup(upnp_user_lookup_fn lookup) { user_lookup = lookup; }
+void upnp_settings_set_user_lookup(upnp_user_lookup_fn lookup) { g_user_lookup = lookup; }
 
-void upnp_ini_set_external_reader(upnp_ini_reader_fn reader) { external_reader = reader; }
+void upnp_ini_set_external_reader(upnp_ini_reader_fn reader) { g_external_reader = reader; }
 
 int32_t upnp_ini_from_utf16(void) { return from_utf16; }
 
 int32_t upnp_ini_prepare(void) {
-  if (upnp_lock_exists(&settings_lock)) return 0;
-  return upnp_lock_create(&settings_lock) == 0 ? 0 : 14;
+  if (upnp_lock_exists(&g_settings_lock)) return 0;
+  return upnp_lock_create(&g_settings_lock) == 0 ? UPNP_OK : UPNP_FAILED;
 }
 
 void upnp_ini_init(void) {
-  LockGuard guard(&settings_lock);
-  if (init_count++ == 0) {
+  LockGuard guard(&g_settings_lock);
+  if (g_init_count++ == 0) {
     forget_values();
     from_utf16 = 0;
   }
 }
 
 void upnp_ini_stop(void) {
-  LockGuard guard(&settings_lock);
-  if (init_count > 1) {
-    --init_count;
-  } else if (init_count == 1) {
-    init_count = 0;
+  LockGuard guard(&g_settings_lock);
+  if (g_init_count > 1) {
+    --g_init_count;
+  } else if (g_init_count == 1) {
+    g_init_count = 0;
     forget_values();
   }
 }
 
-void upnp_ini_release(void) { upnp_lock_destroy(&settings_lock); }
+void upnp_ini_release(void) { upnp_lock_destroy(&g_settings_lock); }
 
 }  // extern "C"

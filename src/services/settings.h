@@ -5,7 +5,7 @@
  * Values handed out by upnp_ini_get stay owned by this module: they live
  * until the property is set again or the module stops. The settings lock
  * guards setting values, computing effective values, building the file name
- * and the stop. Status codes: 0 success, 2 invalid argument, 14 nothing read. */
+ * and the stop. Status codes: UPNP_OK, UPNP_INVALID for an invalid argument, UPNP_FAILED when nothing was read. */
 #ifndef UPNP_SERVICES_SETTINGS_H
 #define UPNP_SERVICES_SETTINGS_H
 

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "services/mutex.h"
 #include "services/scheduler.h"
 #include "services/scheduler_internal.hpp"
@@ -55,7 +56,7 @@ void release_expired_sockets(void*) {
 
 namespace scheduler {
 
-int32_t socket_timeouts_prepare() { return upnp_mutex_create_impl(&g_mutex, 0, "socket timeouts") == 0 ? 0 : 14; }
+int32_t socket_timeouts_prepare() { return upnp_mutex_create_impl(&g_mutex, 0, "socket timeouts") == 0 ? UPNP_OK : UPNP_FAILED; }
 
 void socket_timeouts_release() { (void)upnp_mutex_destroy(&g_mutex); }
 

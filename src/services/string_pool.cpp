@@ -4,6 +4,7 @@
 
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "services/string_pool_state.hpp"
 
 namespace string_pool {
@@ -79,7 +80,7 @@ uint32_t upnp_string_pool_hash(const char* text) {
   return h;
 }
 
-int32_t upnp_string_pool_create_lock(void) { return upnp_lock_create(&g_pool.lock) == 0 ? 0 : 14; }
+int32_t upnp_string_pool_create_lock(void) { return upnp_lock_create(&g_pool.lock) == 0 ? UPNP_OK : UPNP_FAILED; }
 
 void upnp_string_pool_init(void) {
   g_pool.capacity = UPNP_STRING_POOL_GROWTH;

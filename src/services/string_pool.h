@@ -48,7 +48,7 @@ typedef struct upnp_string_pool_bucket {
  * is the low 12 bits. */
 uint32_t upnp_string_pool_hash(const char* text);
 
-/* 0, or 14 when the lock cannot be created. */
+/* UPNP_OK, or UPNP_FAILED when the lock cannot be created. */
 int32_t upnp_string_pool_create_lock(void);
 /* 8192 zeroed entries, count 1 (index 0 is never handed out), empty buckets. */
 void upnp_string_pool_init(void);

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "base/locks.h"
+#include "base/status.h"
 #include "services/scheduler.h"
 #include "services/scheduler_internal.hpp"
 
@@ -62,7 +63,7 @@ upnp_string* upnp_scheduler_statistics(void) {
   return report;
 }
 
-int32_t upnp_statistics_prepare(void) { return upnp_lock_create(&g_statistics_lock) == 0 ? 0 : 14; }
+int32_t upnp_statistics_prepare(void) { return upnp_lock_create(&g_statistics_lock) == 0 ? UPNP_OK : UPNP_FAILED; }
 
 void upnp_statistics_init(void) {
   LockGuard guard(&g_statistics_lock);

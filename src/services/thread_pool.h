@@ -26,7 +26,7 @@ typedef struct upnp_pool_task {
 } upnp_pool_task;
 
 /* 0 when the task was started or queued; 2 for a queue number outside 0 to 2
- * or a null routine; 14 when the task record cannot be allocated or no
+ * or a null routine; UPNP_FAILED when the task record cannot be allocated or no
  * worker can be started (the task has then not run and never will). */
 int32_t upnp_thread_pool_run(upnp_task_fn routine, void* argument, int32_t queue);
 /* Takes the head of a queue (the caller frees it with upnp_free), or null

@@ -12,6 +12,7 @@
 #include "base/locks.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "base/time_format.h"
 #include "services/mutex.h"
 #include "services/settings.h"
@@ -31,14 +32,14 @@ struct ThreadEntry {
   int32_t socket;
 };
 
-upnp_plain_lock* table_lock = nullptr;
-upnp_plain_lock* runtime_lock = nullptr;  // the general runtime lock; nothing here takes it
+upnp_plain_lock* g_table_lock = nullptr;
+upnp_plain_lock* g_runtime_lock = nullptr;  // the general runtime lock; nothing here takes it
 ThreadEntry* table_head = nullptr;
-int32_t thread_count = 0;
-int32_t thread_count_highest = 0;
-int64_t thread_count_total = 0;
-std::atomic<int32_t> threads_permitted{0};
-upnp_thread_create_fn create_thread = nullptr;
+int32_t g_thread_count = 0;
+int32_t g_thread_count_highest = 0;
+int64_t g_thread_count_total = 0;
+std::atomic<int32_t> g_threads_permitted{0};
+upnp_thread_create_fn g_create_thread = nullptr;
 
 constexpr uint64_t kMinimumStack = 196608;
 
@@ -72,15 +73,15 @@ void register_thread(pthread_t thread) {
   entry->socket = -1;
   entry->next = table_head;
   table_head = entry;
-  if (++thread_count > thread_count_highest) thread_count_highest = thread_count;
-  ++thread_count_total;
+  if (++g_thread_count > g_thread_count_highest) g_thread_count_highest = g_thread_count;
+  ++g_thread_count_total;
 }
 
 // The three tries: with the requested attributes, once more after a short
 // pause when resources were short, and with default attributes otherwise.
 pthread_t create_with_fallback(upnp_thread_routine routine, void* argument, const pthread_attr_t* attributes) {
   static const char kFn[] = "upnp_start_joinable_thread_impl";
-  const upnp_thread_create_fn create = create_thread != nullptr ? create_thread : pthread_create;
+  const upnp_thread_create_fn create = g_create_thread != nullptr ? g_create_thread : pthread_create;
   pthread_t thread{};
   int error = create(&thread, attributes, routine, argument);
   if (error == 0) return thread;
@@ -134,7 +135,7 @@ upnp_thread_t upnp_start_joinable_thread_impl(upnp_thread_routine routine, void*
   (void)pthread_attr_setschedparam(&attributes, &priority);
   if (stack_size != 0) pthread_attr_setstacksize(&attributes, stack_size);
 
-  LockGuard guard(&table_lock);  // a new thread naming itself waits for its entry
+  LockGuard guard(&g_table_lock);  // a new thread naming itself waits for its entry
   const pthread_t thread = create_with_fallback(routine, argument, &attributes);
   pthread_attr_destroy(&attributes);
   if (thread != 0) register_thread(thread);
@@ -143,7 +144,7 @@ upnp_thread_t upnp_start_joinable_thread_impl(upnp_thread_routine routine, void*
 
 int32_t upnp_start_thread(upnp_thread_routine routine, void* argument, int32_t priority_class) {
   const pthread_t thread = upnp_start_joinable_thread_impl(routine, argument, priority_class);
-  if (thread == 0) return 14;
+  if (thread == 0) return UPNP_FAILED;
   pthread_detach(thread);
   return 0;
 }
@@ -162,7 +163,7 @@ void upnp_set_thread_name(const char* name) {
     upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, kFn, 0, "thread with empty name");
   }
   const pthread_t self = pthread_self();
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   ThreadEntry* entry = find_entry(self);
   if (entry == nullptr) {
     upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, kFn, 0, "unknown thread %lx %s", static_cast<unsigned long>(self),
@@ -177,7 +178,7 @@ void upnp_remove_thread(void) {
   const pthread_t self = pthread_self();
   bool unnamed = false;
   {
-    LockGuard guard(&table_lock);
+    LockGuard guard(&g_table_lock);
     ThreadEntry** link = &table_head;
     while (*link != nullptr && !pthread_equal((*link)->key, self)) link = &(*link)->next;
     ThreadEntry* entry = *link;
@@ -186,7 +187,7 @@ void upnp_remove_thread(void) {
       return;
     }
     *link = entry->next;
-    --thread_count;
+    --g_thread_count;
     unnamed = entry->name[0] == '\0';
     free_entry(entry, kFn);
   }
@@ -194,7 +195,7 @@ void upnp_remove_thread(void) {
 }
 
 void upnp_set_thread_socket(int32_t socket) {
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   if (ThreadEntry* entry = find_entry(pthread_self()); entry != nullptr) entry->socket = socket;
 }
 
@@ -202,19 +203,19 @@ int32_t upnp_thread_wait(int32_t timeout_ms) {
   const pthread_t self = pthread_self();
   upnp_plain_semaphore* semaphore = nullptr;
   {
-    LockGuard guard(&table_lock);
+    LockGuard guard(&g_table_lock);
     ThreadEntry* entry = find_entry(self);
-    if (entry == nullptr) return 2;
+    if (entry == nullptr) return UPNP_INVALID;
     if (entry->wake_pending) {
       entry->wake_pending = 0;
       return 0;
     }
-    if (entry->semaphore == nullptr && upnp_semaphore_create(&entry->semaphore, 0) != 0) return 14;
+    if (entry->semaphore == nullptr && upnp_semaphore_create(&entry->semaphore, 0) != 0) return UPNP_FAILED;
     entry->waiting = 1;
     semaphore = entry->semaphore;
   }
   int32_t status = upnp_semaphore_wait(&semaphore, timeout_ms, "upnp_thread_wait") == 0 ? 0 : 1;
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   // Shut-down may have freed the entry (and the semaphore) meanwhile.
   if (ThreadEntry* entry = find_entry(self); entry != nullptr) {
     entry->waiting = 0;
@@ -225,7 +226,7 @@ int32_t upnp_thread_wait(int32_t timeout_ms) {
 }
 
 void upnp_wakeup_thread(upnp_thread_t thread) {
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   ThreadEntry* entry = find_entry(thread);
   if (entry == nullptr) return;
   if (entry->semaphore != nullptr && entry->waiting) {
@@ -237,13 +238,13 @@ void upnp_wakeup_thread(upnp_thread_t thread) {
 }
 
 int32_t upnp_thread_waiting(upnp_thread_t thread) {
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   const ThreadEntry* entry = find_entry(thread);
   return entry != nullptr && entry->waiting ? 1 : 0;
 }
 
 int32_t upnp_count_threads(const char* const* names) {
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   int32_t count = 0;
   for (const ThreadEntry* entry = table_head; entry != nullptr; entry = entry->next) {
     if (names == nullptr) {
@@ -261,7 +262,7 @@ int32_t upnp_count_threads(const char* const* names) {
 }
 
 int32_t upnp_close_thread_sockets(void) {
-  LockGuard guard(&table_lock);
+  LockGuard guard(&g_table_lock);
   int32_t closed = 0;
   for (ThreadEntry* entry = table_head; entry != nullptr; entry = entry->next) {
     if (entry->socket == -1) continue;
@@ -277,46 +278,46 @@ int32_t upnp_close_thread_sockets(void) {
 }
 
 void upnp_thread_counters(int32_t* current, int32_t* highest, int64_t* total) {
-  LockGuard guard(&table_lock);
-  if (current != nullptr) *current = thread_count;
-  if (highest != nullptr) *highest = thread_count_highest;
-  if (total != nullptr) *total = thread_count_total;
+  LockGuard guard(&g_table_lock);
+  if (current != nullptr) *current = g_thread_count;
+  if (highest != nullptr) *highest = g_thread_count_highest;
+  if (total != nullptr) *total = g_thread_count_total;
 }
 
-int32_t upnp_threads_permitted(void) { return threads_permitted.load(); }
+int32_t upnp_threads_permitted(void) { return g_threads_permitted.load(); }
 
-void upnp_threads_set_permitted(int32_t flag) { threads_permitted = flag != 0 ? 1 : 0; }
+void upnp_threads_set_permitted(int32_t flag) { g_threads_permitted = flag != 0 ? 1 : 0; }
 
-void upnp_threads_set_create_hook(upnp_thread_create_fn create) { create_thread = create; }
+void upnp_threads_set_create_hook(upnp_thread_create_fn create) { g_create_thread = create; }
 
 int32_t upnp_thread_table_prepare(void) {
-  if (!upnp_lock_exists(&table_lock) && upnp_lock_create(&table_lock) != 0) return 14;
-  if (upnp_mutex_prepare() != 0) return 14;
-  if (!upnp_lock_exists(&runtime_lock) && upnp_lock_create(&runtime_lock) != 0) return 14;
+  if (!upnp_lock_exists(&g_table_lock) && upnp_lock_create(&g_table_lock) != 0) return UPNP_FAILED;
+  if (upnp_mutex_prepare() != 0) return UPNP_FAILED;
+  if (!upnp_lock_exists(&g_runtime_lock) && upnp_lock_create(&g_runtime_lock) != 0) return UPNP_FAILED;
   return upnp_thread_pool_prepare();
 }
 
 void upnp_thread_table_init(void) {
   {
-    LockGuard guard(&table_lock);
+    LockGuard guard(&g_table_lock);
     while (table_head != nullptr) {
       ThreadEntry* entry = table_head;
       table_head = entry->next;
       free_entry(entry, "upnp_thread_table_init");
     }
-    thread_count = 0;
-    thread_count_highest = 0;
-    thread_count_total = 0;
+    g_thread_count = 0;
+    g_thread_count_highest = 0;
+    g_thread_count_total = 0;
   }
   upnp_thread_pool_init();
-  threads_permitted = 1;
+  g_threads_permitted = 1;
 }
 
 void upnp_thread_table_wake_and_free(void) {
-  threads_permitted = 0;
+  g_threads_permitted = 0;
   bool any;
   {
-    LockGuard guard(&table_lock);
+    LockGuard guard(&g_table_lock);
     for (ThreadEntry* entry = table_head; entry != nullptr; entry = entry->next) {
       if (entry->semaphore != nullptr) upnp_semaphore_release_always(&entry->semaphore);
     }
@@ -327,10 +328,10 @@ void upnp_thread_table_wake_and_free(void) {
   for (;;) {
     ThreadEntry* taken;
     {
-      LockGuard guard(&table_lock);
+      LockGuard guard(&g_table_lock);
       taken = table_head;
       table_head = nullptr;
-      thread_count = 0;
+      g_thread_count = 0;
     }
     if (taken == nullptr) break;
     while (taken != nullptr) {
@@ -347,9 +348,9 @@ void upnp_thread_table_wake_and_free(void) {
 }
 
 void upnp_thread_table_release(void) {
-  upnp_lock_destroy(&table_lock);
+  upnp_lock_destroy(&g_table_lock);
   upnp_mutex_release();
-  upnp_lock_destroy(&runtime_lock);
+  upnp_lock_destroy(&g_runtime_lock);
 }
 
 }  // extern "C"

@@ -25,7 +25,7 @@ typedef void* (*upnp_thread_routine)(void* argument);
  * thread could be started. */
 upnp_thread_t upnp_start_joinable_thread_impl(upnp_thread_routine routine, void* argument,
                                               int32_t priority_class);
-/* Starts a registered thread and detaches it at once: 0, or 14 when none
+/* Starts a registered thread and detaches it at once: UPNP_OK, or UPNP_FAILED when none
  * could be started. */
 int32_t upnp_start_thread(upnp_thread_routine routine, void* argument, int32_t priority_class);
 /* The same; the stack size asked for is ignored on purpose, the setting rules. */
@@ -43,7 +43,7 @@ void upnp_set_thread_socket(int32_t socket);
 /* The calling thread sleeps on its own semaphore until upnp_wakeup_thread or
  * the time-out (-1 waits without limit). 0 when woken (also by a wake-up
  * that arrived while it was not sleeping), 1 on time-out, 2 for a thread the
- * registry does not know, 14 when its semaphore cannot be made. */
+ * registry does not know, UPNP_FAILED when its semaphore cannot be made. */
 int32_t upnp_thread_wait(int32_t timeout_ms);
 /* Wakes a registered thread sleeping in upnp_thread_wait, or leaves a
  * pending wake-up for its next sleep. */

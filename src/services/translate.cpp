@@ -6,14 +6,15 @@
 #include "base/encoding.h"
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/status.h"
 #include "services/resource.h"
 #include "services/settings.h"
 
 namespace {
 
-char loaded_language[10];
-char* language_table = nullptr;
-char* fallback_table = nullptr;
+char g_loaded_language[10];
+char* g_language_table = nullptr;
+char* g_fallback_table = nullptr;
 
 // Fetches a translation file and converts it to UTF-8; null when it is
 // missing (*found false) or out of memory.
@@ -52,13 +53,13 @@ extern "C" {
 
 void upnp_translate_load(void) {
   const char* language = upnp_ini_get(UPNP_INI_LANGUAGE);
-  if (language == nullptr || strcmp(language, loaded_language) == 0) return;
-  snprintf(loaded_language, sizeof loaded_language, "%s", language);
+  if (language == nullptr || strcmp(language, g_loaded_language) == 0) return;
+  snprintf(g_loaded_language, sizeof g_loaded_language, "%s", language);
   char file_name[128];
-  snprintf(file_name, sizeof file_name, "strings-%s.txt", loaded_language);
+  snprintf(file_name, sizeof file_name, "strings-%s.txt", g_loaded_language);
   // A missing or unconvertible file keeps the previous table.
   bool found;
-  if (char* table = load_table(file_name, nullptr, &found); table != nullptr) replace_table(language_table, table);
+  if (char* table = load_table(file_name, nullptr, &found); table != nullptr) replace_table(g_language_table, table);
   upnp_ini_read_settings(0);
 }
 
@@ -67,8 +68,8 @@ char* upnp_translate(const char* key) {
   upnp_translate_load();
   char pattern[1024];
   snprintf(pattern, sizeof pattern, "|%s|", key);
-  const char* found = language_table != nullptr ? strstr(language_table, pattern) : nullptr;
-  if (found == nullptr && fallback_table != nullptr) found = strstr(fallback_table, pattern);
+  const char* found = g_language_table != nullptr ? strstr(g_language_table, pattern) : nullptr;
+  if (found == nullptr && g_fallback_table != nullptr) found = strstr(g_fallback_table, pattern);
   if (found == nullptr) {
     upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "upnp_translate", 0, "NO TRANSLATION FOR %s", key);
     return upnp_strdup(key);
@@ -89,11 +90,11 @@ char* upnp_translate(const char* key) {
 }
 
 int32_t upnp_translate_init(int32_t flag) {
-  if (fallback_table != nullptr) return 0;
+  if (g_fallback_table != nullptr) return 0;
   char* second = nullptr;
   bool found;
-  char* table = load_table("strings-en.txt", language_table == nullptr ? &second : nullptr, &found);
-  if (table == nullptr && found) return 8;  // out of memory: the tables stay as they were
+  char* table = load_table("strings-en.txt", g_language_table == nullptr ? &second : nullptr, &found);
+  if (table == nullptr && found) return UPNP_NOMEM;  // out of memory: the tables stay as they were
   if (table == nullptr) {
     if (flag) {
       upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, "upnp_translate_init", 0, "Translation file strings-en.txt is missing");
@@ -101,22 +102,22 @@ int32_t upnp_translate_init(int32_t flag) {
       upnp_log(UPNP_LOG_CRITICAL, LOG_SYSTEM, "upnp_translate_init", 0,
                "123: A translation file strings-en.txt is missing.");
     }
-    return 123;
+    return UPNP_MISSING;
   }
-  fallback_table = table;
-  if (language_table == nullptr) language_table = second;
+  g_fallback_table = table;
+  if (g_language_table == nullptr) g_language_table = second;
   return 0;
 }
 
 void upnp_translate_clear(void) {
-  replace_table(language_table, nullptr);
-  replace_table(fallback_table, nullptr);
+  replace_table(g_language_table, nullptr);
+  replace_table(g_fallback_table, nullptr);
 }
 
 void upnp_translate_reset(void) {
-  loaded_language[0] = '\0';
-  language_table = nullptr;
-  fallback_table = nullptr;
+  g_loaded_language[0] = '\0';
+  g_language_table = nullptr;
+  g_fallback_table = nullptr;
 }
 
 void upnp_translate_module_init(void) { upnp_translate_reset(); }

@@ -22,7 +22,7 @@ char* upnp_translate(const char* key);
 /* Loads the configured language's file when the language differs from the
  * loaded one, then has the settings file read again. */
 void upnp_translate_load(void);
-/* Loads the English fallback once: 0, or 123 when "strings-en.txt" is
+/* Loads the English fallback once: UPNP_OK, or UPNP_MISSING when "strings-en.txt" is
  * missing (a warning with `flag` set, a critical message without), or 8
  * when out of memory. */
 int32_t upnp_translate_init(int32_t flag);
