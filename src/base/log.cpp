@@ -189,10 +189,10 @@ const char* upnp_log_category_name(int32_t category) {
 void upnp_log(int32_t level, int32_t category, const char* function_name, int32_t with_errno,
               const char* format, ...) {
   using namespace upnp::log;
-  if (level != UPNP_LOG_CRITICAL && g_state.settings_read.load(std::memory_order_relaxed) &&
-      !upnp_log_should_write(level, category)) {
-    return;
-  }
+  // Until the settings are read the log is in start-up mode: mask and level
+  // are not looked at, every line is written (tagged "[Startup]").
+  const bool filtering = g_state.settings_read.load(std::memory_order_relaxed) != 0;
+  if (level != UPNP_LOG_CRITICAL && filtering && !upnp_log_should_write(level, category)) return;
   const int error = errno;
   const char* used_format = format != nullptr ? format : "strMessage = NULL!";
   va_list args;
@@ -209,7 +209,7 @@ void upnp_log(int32_t level, int32_t category, const char* function_name, int32_
   }
   va_end(again);
   const char* text = upnp_string_get(line);
-  const bool allowed = upnp_log_should_write(level, category) != 0;
+  const bool allowed = !filtering || upnp_log_should_write(level, category) != 0;
   if (allowed) write_file_line(level, category, text);
   char error_text[kTextSize];
   const bool errno_line = with_errno && (level == UPNP_LOG_ERROR || level == UPNP_LOG_CRITICAL);
@@ -272,7 +272,6 @@ void upnp_log_close(void) {
 void upnp_log_set_mask(uint32_t mask) { g_state.mask.store(mask); }
 void upnp_log_set_level(int32_t level) { g_state.level.store(level); }
 void upnp_log_set_rotation_disabled(int32_t flag) { g_state.rotation_disabled.store(flag); }
-void upnp_log_set_flush_each_line(int32_t flag) { g_state.flush_each_line.store(flag); }
 
 const char* upnp_log_get_file_name(void) { return g_state.file_name[0] != '\0' ? g_state.file_name : nullptr; }
 

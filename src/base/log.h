@@ -57,7 +57,6 @@ void upnp_log_close(void);
 void upnp_log_set_mask(uint32_t mask);
 void upnp_log_set_level(int32_t level);
 void upnp_log_set_rotation_disabled(int32_t flag);
-void upnp_log_set_flush_each_line(int32_t flag);
 /* The current file name, or null when no file is open. */
 const char* upnp_log_get_file_name(void);
 void upnp_log_flush(void);
@@ -70,6 +69,9 @@ void upnp_log_set_critical_handler(upnp_log_critical_handler_fn handler);
 typedef void (*upnp_log_exit_fn)(int status);
 void upnp_log_set_exit_hook(upnp_log_exit_fn hook);
 
+/* The filter that applies once the settings have been read: a category in
+ * the mask needs the level threshold, others pass at levels 5 and 6 only
+ * (and at every level while the settings have not been read). */
 int32_t upnp_log_should_write(int32_t level, int32_t category);
 const char* upnp_log_level_tag(int32_t level);
 const char* upnp_log_category_name(int32_t category);

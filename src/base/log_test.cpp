@@ -83,10 +83,11 @@ TEST(LogLine, HeaderCarriesStampBytesTagAndCategory) {
 TEST(LogLine, FiltersAfterTheSettingsAreRead) {
   TempDir dir;
   LogCapture log(dir / "log.txt");
-  upnp_log(UPNP_LOG_DEBUG, LOG_HTTP, "f", 0, "startup debug");
-  upnp_log_set_settings_read(1);
-  upnp_log_set_mask(LOG_PLUGIN);
+  upnp_log_set_mask(LOG_PLUGIN);  // as the importer's -logfile sets them
   upnp_log_set_level(4);
+  upnp_log(UPNP_LOG_DEBUG, LOG_HTTP, "f", 0, "startup debug");
+  upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, "f", 0, "startup info");
+  upnp_log_set_settings_read(1);
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, "f", 0, "dropped info");
   upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, "f", 0, "kept error");
   upnp_log(UPNP_LOG_ERROR, LOG_HTTP, "f", 0, "dropped, other category");
@@ -94,6 +95,7 @@ TEST(LogLine, FiltersAfterTheSettingsAreRead) {
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, nullptr, 0, "no function");
   upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, nullptr, 0, "%s", "");
   EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Startup] - LOG_HTTP: f : startup debug",
+                                            "[Startup] - LOG_PLUGIN: f : startup info",
                                             "[Error] - LOG_PLUGIN: f : kept error",
                                             "[Important] - LOG_HTTP: f : important", "[Error] - LOG_PLUGIN: "}));
 }

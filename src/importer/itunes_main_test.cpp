@@ -78,32 +78,74 @@ TEST(CommandLine, InitAppendsElevenBytesOnEveryRun) {
   EXPECT_EQ(RunImporter(dir, {"-init", dir / "no/such/dir/f"}), 0);
 }
 
-// -logfile sets the category mask to the importer's own category and the
-// level to errors, so the importer's info lines (start, end, -init) are
-// filtered out, while lines of other categories still pass in start-up mode.
-TEST(CommandLine, LogFileKeepsErrorsAndOtherCategoriesOnly) {
-  TempDir dir;
-  WriteFile(dir / "lib.xml", kTinyLibrary);
-  // A dangling link beside the library: the clean-up's directory scan cannot
-  // stat it and says so under the system category.
-  ASSERT_EQ(symlink("nowhere", (dir / "dangling").c_str()), 0);
-  const std::string db = dir / "db";
-  mkdir(db.c_str(), 0755);
-  EXPECT_EQ(RunImporter(dir, {"-logfile", dir / "logs/run.log", "-dbdir", db, "-playlist-dir", db, "-itunes-lib",
-                              dir / "lib.xml", "-init", dir / "conf"}),
-            0);
-  EXPECT_EQ(ReadFile(dir / "logs/run.log"), "") << "info lines of the importer's category are dropped";
-
-  EXPECT_EQ(RunImporter(dir, {"-logfile", dir / "logs/run.log", "-dbdir", db, "-playlist-dir", db, "-itunes-lib",
-                              dir / "lib.xml"}),
-            0);
-  static const std::regex kLine(
-      R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  *\d+ \[Startup\] - LOG_SYSTEM: (.*)\n$)");
-  std::smatch match;
-  const std::string text = ReadFile(dir / "logs/run.log");
-  ASSERT_TRUE(std::regex_match(text, match, kLine)) << text;
-  EXPECT_EQ(match[1].str(), "upnp_file_find_next_file : File stat for \"" + (dir / "dangling") +
-                                "\" failed. (No such file or directory,errno=2)");
+// The settings are never read during an import, so the log stays in
+// start-up mode: -logfile's mask and level filter nothing, every line is
+// tagged "[Startup]". Headers are matched by pattern, messages byte for byte.
+TEST(CommandLine, LogFileHoldsTheImportersOwnLines) {
+  const std::string header = R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  *\d+ \[Startup\] - LOG_PLUGIN: )";
+  constexpr size_t kHeaderBytes = 58;  // stamp with its blank, 8-place byte count, tag, category
+  const auto lines = [&](const std::vector<std::string>& messages) {
+    std::string pattern;
+    for (const std::string& m : messages)
+      pattern += header + std::regex_replace(m, std::regex(R"([\\^$.|?*+()\[\]{}])"), R"(\$&)") + "\n";
+    return std::regex(pattern);
+  };
+  const std::vector<std::string> run = {"-logfile", "logs/run.log", "-dbdir", "db", "-playlist-dir", "db"};
+  const auto with = [&](std::vector<std::string> more) {
+    more.insert(more.begin(), run.begin(), run.end());
+    return more;
+  };
+  const std::string start = "itunes_main : iTunes-import: starting with (lib.xml) (db)";
+  const std::string masked = "[HTTP Authentication details not logged]\n";
+  const struct {
+    const char* name;
+    std::vector<std::string> args;
+    int status;
+    std::vector<std::string> messages;
+    size_t prefill = 0;         // bytes already in the log file
+    size_t rotated_lines = 0;   // of the messages, how many end up in the rotated part
+  } cases[] = {
+      {"normal run", with({"-itunes-lib", "lib.xml"}), 0, {start, "itunes_main : iTunes-import: lib.xml imported"}},
+      {"-init", {"-logfile", "logs/run.log", "-init", "conf"}, 0,
+       {"locateItunesLib : iTunes-import: setting lib to (ituneslib=\n)"}},
+      {"missing library", with({"-itunes-lib", "missing.xml"}), 255,
+       {"itunes_main : iTunes-import: starting with (missing.xml) (db)",
+        "itunes_main : iTunes-import: can not access missing.xml"}},
+      {"-base fallback to the library as passed", with({"-base", "base", "-itunes-lib", "lib.xml"}), 0,
+       {start, "itunes_main : iTunes-import: lib.xml imported"}},
+      {"-base in front", with({"-base", "base", "-itunes-lib", "other.xml"}), 0,
+       {"itunes_main : iTunes-import: starting with (base/other.xml) (db)",
+        "itunes_main : iTunes-import: base/other.xml imported"}},
+      {"authentication text", with({"-itunes-lib", "WWW-Authenticate.xml"}), 0, {masked, masked}},
+      // The first line ends exactly at 1 MiB; its newline passes the limit.
+      {"rotation", with({"-itunes-lib", "lib.xml"}), 0, {start, "itunes_main : iTunes-import: lib.xml imported"},
+       1048576 - kHeaderBytes - start.size(), 1},
+  };
+  for (const auto& c : cases) {
+    TempDir dir;
+    mkdir((dir / "base").c_str(), 0755);
+    for (const char* library : {"lib.xml", "base/other.xml", "WWW-Authenticate.xml"}) WriteFile(dir / library, kTinyLibrary);
+    mkdir((dir / "db").c_str(), 0755);
+    mkdir((dir / "logs").c_str(), 0755);
+    const std::string prefill(c.prefill, 'x');
+    if (c.prefill > 0) WriteFile(dir / "logs/run.log", prefill);
+    std::vector<std::string> args = c.args;
+    args.insert(args.begin(), ITUNES_IMPORT_BINARY);
+    const testing_support::RunResult result = testing_support::Run(args, dir.path());
+    EXPECT_EQ(result.exit_status, c.status) << c.name;
+    EXPECT_EQ(result.output, "") << c.name;
+    const std::vector<std::string> rotated(c.messages.begin(), c.messages.begin() + c.rotated_lines);
+    const std::vector<std::string> current(c.messages.begin() + c.rotated_lines, c.messages.end());
+    const std::string text = ReadFile(dir / "logs/run.log");
+    EXPECT_TRUE(std::regex_match(text, lines(current))) << c.name << ":\n" << text;
+    const std::vector<std::string> logs = ListDir(dir / "logs");
+    ASSERT_EQ(logs.size(), c.rotated_lines > 0 ? 2u : 1u) << c.name;
+    if (c.rotated_lines == 0) continue;
+    EXPECT_TRUE(std::regex_match(logs[1], std::regex(R"(run\.log-\d{4}(-\d\d){5}-log\.txt)"))) << logs[1];
+    const std::string part = ReadFile(dir / ("logs/" + logs[1]));
+    EXPECT_EQ(part.substr(0, c.prefill), prefill) << c.name;
+    EXPECT_TRUE(std::regex_match(part.substr(c.prefill), lines(rotated))) << c.name << ":\n" << part.substr(c.prefill);
+  }
 }
 
 // "-base" goes in front of the library path, with the library as passed as

@@ -191,7 +191,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
     case TrackKey::kDateModified: {
       char* value = read_string_or_date(line);
       set_number(track, kModificationTime, value != nullptr ? modification_time_of(value) : 0);
-      upnp_free(value);
+      if (value != nullptr) upnp_free(value);
       break;
     }
     case TrackKey::kPlayDateUtc: {
