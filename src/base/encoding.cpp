@@ -7,6 +7,8 @@
 
 namespace {
 
+// The legacy multi-byte code page of the server's conversions; set at
+// start-up, read by none of the conversions here.
 int32_t g_codepage = 0;
 
 struct Utf16Reader {
@@ -78,8 +80,6 @@ char* upnp_string_utf16_to_utf8(const void* utf16) {
   }
   return reinterpret_cast<char*>(out);
 }
-
-int32_t upnp_encoding_codepage(void) { return g_codepage; }
 
 void upnp_encoding_init(void) { g_codepage = 932; }
 

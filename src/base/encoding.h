@@ -18,9 +18,6 @@ extern "C" {
  * (freed with upnp_free), or null for null input or when out of memory. */
 char* upnp_string_utf16_to_utf8(const void* utf16);
 
-/* The legacy multi-byte code page number (932 once initialised). */
-int32_t upnp_encoding_codepage(void);
-
 /* Start-up step: sets the legacy code page to 932. */
 void upnp_encoding_init(void);
 

@@ -14,8 +14,8 @@
 
 namespace {
 
-// Reserved for the open-file slot table, which nothing in this program
-// fills; created and destroyed with the other module locks all the same.
+// Made and destroyed in the start-up sequence like every module's lock;
+// nothing takes it, as the module keeps no shared table of open files.
 upnp_plain_lock* g_file_lock = nullptr;
 
 // The three descriptor-level opens. A refused open explains itself in the
@@ -147,22 +147,10 @@ int32_t upnp_file_sync(upnp_file* file) {
   return fsync(file->fd);
 }
 
-int32_t upnp_file_attach_buffer(upnp_file* file, void* data) {
-  if (file == nullptr || data == nullptr) return -1;
-  auto* node = static_cast<upnp_file_buffer*>(upnp_malloc(sizeof(upnp_file_buffer)));
-  if (node == nullptr) return -1;
-  node->data = data;
-  node->next = file->buffers;
-  file->buffers = node;
-  return 0;
-}
-
 int32_t upnp_file_prepare(void) {
   if (upnp_lock_exists(&g_file_lock)) return 0;
   return upnp_lock_create(&g_file_lock) == 0 ? UPNP_OK : UPNP_FAILED;
 }
-
-void upnp_file_init(void) {}
 
 void upnp_file_release(void) {
   if (upnp_lock_exists(&g_file_lock)) upnp_lock_destroy(&g_file_lock);

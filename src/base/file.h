@@ -57,14 +57,11 @@ int32_t upnp_file_eof(upnp_file* file);
 char* upnp_file_gets(char* buffer, int32_t size, upnp_file* file);
 /* fsync's result; -1 for null. */
 int32_t upnp_file_sync(upnp_file* file);
-/* Hands a tracked block to the handle, which frees it at close. 0, or -1
- * for null arguments or when the chain node cannot be allocated (the block
- * then stays the caller's). */
-int32_t upnp_file_attach_buffer(upnp_file* file, void* data);
 
-/* Start-up and shut-down steps: the module's lock. prepare returns 0 or 14. */
+/* Start-up and shut-down steps: the module's lock. prepare returns 0 or 14.
+ * There is no init step: handles are self-contained records, and the module
+ * keeps no table of open files to clear. */
 int32_t upnp_file_prepare(void);
-void upnp_file_init(void);
 void upnp_file_release(void);
 
 #ifdef __cplusplus

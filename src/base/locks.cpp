@@ -86,6 +86,20 @@ int32_t upnp_lock(upnp_lock_handle handle) {
   return 0;
 }
 
+int32_t upnp_lock_try(upnp_lock_handle handle) {
+  upnp_plain_lock* record = lock_record(handle);
+  if (record == nullptr) return UPNP_INVALID;
+  const int error = pthread_mutex_trylock(&record->mutex);
+  if (error == EBUSY) return 1;
+  if (error != 0) {
+    print_system_error("pthread_mutex_trylock", error);
+    return UPNP_FAILED;
+  }
+  record->owner = pthread_self();
+  record->held = 1;
+  return 0;
+}
+
 int32_t upnp_unlock(upnp_lock_handle handle) {
   upnp_plain_lock* record = lock_record(handle);
   if (record == nullptr) return UPNP_INVALID;

@@ -28,6 +28,9 @@ extern int32_t live_lock_count;
 
 int32_t upnp_lock_create(upnp_lock_handle handle);
 int32_t upnp_lock(upnp_lock_handle handle);
+/* Takes the lock only if it is free at once: 0 taken, 1 busy (also when the
+ * caller holds it already), UPNP_INVALID, UPNP_FAILED. */
+int32_t upnp_lock_try(upnp_lock_handle handle);
 int32_t upnp_unlock(upnp_lock_handle handle);
 int32_t upnp_lock_destroy(upnp_lock_handle handle);
 /* 1 while the handle holds a created lock. */

@@ -1,6 +1,7 @@
 /* The process log: one text file, written line by line under one lock,
- * filtered by a level threshold and a category mask, rotated past 1 MiB with
- * at most five rotated parts kept. Critical messages (level 5) also go to
+ * filtered by a level threshold and a category mask, rotated past 1 MiB; a
+ * clean-up keeps five files named "*-log.txt" beside it, the current one
+ * included when it is so named. Critical messages (level 5) also go to
  * standard output and end the process unless a handler is registered.
  *
  * The log never logs its own faults: they go to standard output. */

@@ -1,5 +1,6 @@
 // Rotation of the log file past 1 MiB and the clean-up that keeps at most
-// five rotated parts beside the current file.
+// five files named "*-log.txt" in its directory (the current one among them
+// when it is so named).
 #include <stdio.h>
 #include <string.h>
 #include <strings.h>
@@ -43,8 +44,10 @@ void add_to_skip_list(const char* name) {
 }
 
 // One scan of the directory: deletes the oldest part when more than five
-// are there. Returns whether another scan is due.
-bool remove_oldest_part(const char* directory, const char* current_name) {
+// are there. Returns whether another scan is due. Entry names are compared
+// with the log's full path, which a bare name never equals: a current file
+// named "...-log.txt" counts as one of the five.
+bool remove_oldest_part(const char* directory, const char* file_name) {
   int count = 0;
   int64_t oldest_time = 0;
   char oldest_path[2048] = {};
@@ -54,7 +57,7 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
     if (in_skip_list(find->name)) continue;
     upnp_file_info info;
     if (upnp_file_stat(find->path, &info) != 0 || S_ISDIR(info.mode)) continue;
-    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, current_name) == 0) continue;
+    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, file_name) == 0) continue;
     ++count;
     if (count == 1 || info.modified < oldest_time) {
       oldest_time = info.modified;
@@ -74,14 +77,15 @@ bool remove_oldest_part(const char* directory, const char* current_name) {
 void* remove_old_parts(void* argument) {
   const upnp_log_thread_calls* calls = g_cleanup_calls.load();
   calls->set_name("log_remove_old_parts");
-  TrackedPtr<char> directory(static_cast<char*>(argument));
-  if (char* slash = strrchr(directory.get(), '/')) {
+  TrackedPtr<char> file_name(static_cast<char*>(argument));
+  char directory[kFileNameSize];
+  snprintf(directory, sizeof directory, "%s", file_name.get());
+  if (char* slash = strrchr(directory, '/')) {
     *slash = '\0';
-    const char* current_name = slash + 1;
-    while (remove_oldest_part(directory.get(), current_name)) {
+    while (remove_oldest_part(directory, file_name.get())) {
     }
   }
-  directory.reset();
+  file_name.reset();
   calls->remove_self();
   g_cleanups_running.fetch_sub(1);
   return nullptr;

@@ -10,6 +10,8 @@
 #include "base/status.h"
 
 int64_t g_memUsed = 0;
+// The highest g_memUsed seen, kept for the server's diagnostics; the
+// importer never reads it.
 int64_t mem_peak = 0;
 
 namespace {
@@ -115,13 +117,6 @@ int64_t upnp_mem_used(void) {
   int64_t used = g_memUsed;
   upnp_unlock(&mem_lock);
   return used < 0 ? 0 : used;
-}
-
-int64_t upnp_mem_peak(void) {
-  upnp_lock(&mem_lock);
-  int64_t peak = mem_peak;
-  upnp_unlock(&mem_lock);
-  return peak;
 }
 
 int32_t upnp_mem_prepare(void) {

@@ -34,7 +34,6 @@ char* upnp_strdup(const char* text);
 void upnp_free(void* block);
 /* g_memUsed, or 0 while it is negative. */
 int64_t upnp_mem_used(void);
-int64_t upnp_mem_peak(void);
 
 /* Start-up and shut-down steps. */
 int32_t upnp_mem_prepare(void);

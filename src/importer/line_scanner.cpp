@@ -33,23 +33,17 @@ bool LineScanner::open(const char* path) {
   close();
   upnp_file* file = upnp_file_open_read(path);
   if (file == nullptr) return false;
-  if (!start(file, true)) {
+  if (!start(file)) {
     upnp_file_close(file);
     return false;
   }
   return true;
 }
 
-bool LineScanner::attach(upnp_file* file) {
-  close();
-  return file != nullptr && file->fd >= 0 && start(file, false);
-}
-
-bool LineScanner::start(upnp_file* file, bool owns_file) {
+bool LineScanner::start(upnp_file* file) {
   block_ = static_cast<char*>(upnp_malloc(block_size_ + 1));
   if (block_ == nullptr) return false;
   file_ = file;
-  owns_file_ = owns_file;
   size_ = file->size;
   position_ = file->position;
   begin_ = end_ = nul_at_ = 0;
@@ -60,17 +54,8 @@ bool LineScanner::start(upnp_file* file, bool owns_file) {
 }
 
 void LineScanner::close() {
-  if (file_ != nullptr) {
-    if (owns_file_) {
-      upnp_file_close(file_);
-    } else {
-      // Seeking a regular file to an offset inside it cannot fail; were it
-      // to, the handle would stand behind the bytes read ahead.
-      (void)upnp_file_seek(file_, position_, SEEK_SET);
-    }
-  }
+  if (file_ != nullptr) upnp_file_close(file_);
   file_ = nullptr;
-  owns_file_ = false;
   if (block_ != nullptr) upnp_free(block_);
   block_ = nullptr;
   begin_ = end_ = nul_at_ = 0;

@@ -1,7 +1,7 @@
 // Line reader for the three passes over the iTunes library file.
 //
-// The passes are specified in terms of the file utilities' line reader
-// (upnp_file_gets): one read of up to 1023 or 1024 bytes per line, then a seek
+// The passes read lines as the file utilities' line reader (upnp_file_gets)
+// gives them: one read of up to 1023 or 1024 bytes per line, then a seek
 // back to just behind the first newline. That costs two system calls per
 // line. LineScanner hands out exactly the same lines, cut from one large
 // block buffer instead, so a 150 MB library costs a few thousand reads.
@@ -62,10 +62,6 @@ class LineScanner {
   // diagnostic in the log); the scanner closes the handle. False, with
   // nothing open, when the file cannot be opened or the block allocated.
   [[nodiscard]] bool open(const char* path);
-  // Reads on from where an open handle stands. The handle stays the
-  // caller's; close() moves it to just behind the last line handed out, as
-  // if every line had been read from it with upnp_file_gets.
-  [[nodiscard]] bool attach(upnp_file* file);
   void close();
 
   // True when the position has reached the recorded size, when nothing is
@@ -78,7 +74,7 @@ class LineScanner {
   [[nodiscard]] int64_t position() const { return position_; }
 
  private:
-  bool start(upnp_file* file, bool owns_file);
+  bool start(upnp_file* file);
   // Moves the unread bytes to the front and reads until at least read_size_
   // bytes are buffered or the file has no more.
   void refill();
@@ -93,7 +89,6 @@ class LineScanner {
   size_t nul_at_ = 0;      // where the last chunk's NUL was written
   char saved_ = 0;         // the byte it replaced
   upnp_file* file_ = nullptr;
-  bool owns_file_ = false;
   bool drained_ = false;   // the descriptor gave 0 bytes or failed
   int64_t size_ = 0;      // the handle's size at open time
   int64_t position_ = 0;

@@ -10,7 +10,7 @@
 namespace importer {
 namespace {
 
-// The plain list the design describes: each node goes in front of the first
+// The plain sorted list the track list stands for: each node goes in front of the first
 // node with a larger id, and a lookup walks until a larger id.
 struct ReferenceList {
   std::vector<std::pair<uint32_t, std::string>> nodes;

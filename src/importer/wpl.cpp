@@ -4,10 +4,13 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "base/file.h"
+#include "base/file_system.h"
 #include "base/locks.h"
 #include "base/memory.h"
 #include "base/status.h"
 #include "base/xml_escape.h"
+#include "importer/bounded_format.hpp"
 
 namespace {
 
@@ -81,6 +84,14 @@ WplPlaylist* new_playlist(const char* title, uint32_t type, uint32_t source, con
     return nullptr;
   }
   return playlist;
+}
+
+// A playlist that came from a CDS leaves an empty marker beside its origin
+// file, made once; an existing marker is left as it is.
+void mark_from_cds(const char* origin_file_name) {
+  char marker[1024];
+  importer::format_cut(marker, sizeof marker, "%s.fromcds", origin_file_name);
+  if (!upnp_file_exists(marker)) upnp_file_close(upnp_file_open_write(marker));
 }
 
 // Frees every playlist and the slot array. Called with the lock held.
@@ -238,6 +249,7 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
   if (identifier != nullptr) *identifier = 0;
   WplPlaylist* playlist = new_playlist(title, type, source, generator, origin_file_name);
   if (playlist == nullptr) return UPNP_FAILED;
+  if (origin_file_name != nullptr && source == UPNP_WPL_SOURCE_CDS) mark_from_cds(origin_file_name);
 
   TableLock lock;
   if (!lock.usable()) {

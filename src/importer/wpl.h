@@ -5,7 +5,8 @@
  * Locking: the table and every object are guarded by one process-wide plain
  * lock, created by upnp_wpl_prepare; every operation holds it for its whole
  * duration and takes no other module's lock except the tracked allocator's
- * (and that of the escaping it renders through).
+ * (and that of the escaping it renders through). The ".fromcds" marker is
+ * made before the lock is taken.
  *
  * Ownership: the table owns copies of every text handed in.
  * Failure: UPNP_FAILED is the status of every failing operation (module not started,

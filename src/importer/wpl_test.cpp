@@ -7,6 +7,7 @@
 #include "base/memory.h"
 #include "testing/itunes_library.hpp"
 #include "testing/memory_fail.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 
@@ -81,6 +82,17 @@ TEST_F(Wpl, TypeLettersAndSourceNames) {
     EXPECT_NE(wpl.find(std::string("\"Type\" content=\"") + c.letter + "\"/>"), std::string::npos) << c.type;
     EXPECT_NE(wpl.find(std::string("\"Source\" content=\"") + c.source_name + "\"/>"), std::string::npos) << c.source;
   }
+}
+
+TEST_F(Wpl, CdsPlaylistsLeaveAMarkerBesideTheirOrigin) {
+  testing_support::TempDir dir;
+  testing_support::WriteFile(dir / "kept.wpl.fromcds", "kept");
+  create("A", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_CDS, nullptr, (dir / "a.wpl").c_str());
+  create("B", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_ITUNES, nullptr, (dir / "b.wpl").c_str());
+  create("C", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_CDS, nullptr, (dir / "kept.wpl").c_str());
+  EXPECT_EQ(testing_support::ListDir(dir.path()), (std::vector<std::string>{"a.wpl.fromcds", "kept.wpl.fromcds"}));
+  EXPECT_EQ(testing_support::ReadFile(dir / "a.wpl.fromcds"), "");
+  EXPECT_EQ(testing_support::ReadFile(dir / "kept.wpl.fromcds"), "kept");
 }
 
 TEST_F(Wpl, SameTitleAndTypeMerge) {

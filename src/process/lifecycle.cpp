@@ -40,8 +40,10 @@ constexpr PrepareStep kPrepareSteps[] = {
 
 using Step = void (*)();
 
+// File utilities come first in the server's order but have no init step
+// here: their handles are self-contained and no table of open files is kept.
 constexpr Step kInitSteps[] = {
-    upnp_file_init,         [] {},  // tracked memory has nothing to reset
+    [] {},  // tracked memory has nothing to reset
     upnp_netif_init,        empty_hook,
     upnp_encoding_init,     upnp_log_init,
     upnp_string_pool_init,  upnp_ini_init,

@@ -4,12 +4,14 @@
 
 #include <string>
 
+#include "base/file.h"
 #include "base/memory.h"
 #include "base/upnp_string.h"
 #include "records/record_reader.h"
 #include "records/setters.h"
 #include "testing/memory_fail.hpp"
 #include "testing/record_describe.hpp"
+#include "testing/temp_dir.hpp"
 
 namespace {
 
@@ -46,6 +48,13 @@ TEST_F(ObjectText, WritesTheForm) {
   db_object* record = Set(nullptr, DB_PROP_TITLE, "Song");
   record = Set(record, DB_PROP_CLASS, "object.item.audioItem.musicTrack");
   EXPECT_EQ(Text(record), ">>>>\n03020object.item.audioItem.musicTrack\n14004Song\n");
+  testing_support::TempDir dir;
+  upnp_file* file = upnp_file_open_write((dir / "items").c_str());
+  db_object_write(record, file);
+  db_object_write(nullptr, file);
+  db_object_write(record, nullptr);
+  upnp_file_close(file);
+  EXPECT_EQ(testing_support::ReadFile(dir / "items"), Text(record)) << "the same form, through a file";
   db_object_free(record);
 
   record = WithChildren(nullptr, {Set(nullptr, DB_PROP_RES, "/a.mp3")});

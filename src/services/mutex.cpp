@@ -126,6 +126,16 @@ int32_t upnp_mutex_lock(upnp_mutex_handle handle, upnp_mutex_check_fn check) {
   return 0;
 }
 
+int32_t upnp_mutex_try_lock(upnp_mutex_handle handle) {
+  if (handle == nullptr || upnp_lock(&g_protocol_lock) != 0) return 0;
+  // Trying never blocks, so it may happen under the global lock, which also
+  // keeps a destroyer from freeing the record meanwhile.
+  upnp_mutex* record = *handle;
+  const bool taken = record != nullptr && !record->destroying && upnp_lock_try(&record->lock) == 0;
+  upnp_unlock(&g_protocol_lock);
+  return taken ? 1 : 0;
+}
+
 int32_t upnp_mutex_unlock(upnp_mutex_handle handle) {
   static const char kFn[] = "upnp_mutex_unlock";
   if (handle == nullptr) {

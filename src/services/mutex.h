@@ -41,6 +41,10 @@ int32_t upnp_mutex_create_impl(upnp_mutex_handle handle, int32_t create_locked, 
  * created, being destroyed, check refused, lock failure). `check` may be
  * null; it is asked before and again under the global protocol lock. */
 int32_t upnp_mutex_lock(upnp_mutex_handle handle, upnp_mutex_check_fn check);
+/* Takes the mutex only if it is free at once, never waiting: 1 when the
+ * caller now holds it, 0 otherwise (also when the caller holds it already,
+ * or it is being destroyed). Logs nothing. */
+int32_t upnp_mutex_try_lock(upnp_mutex_handle handle);
 int32_t upnp_mutex_unlock(upnp_mutex_handle handle);
 /* 1 when destroyed and the handle emptied, 0 otherwise. */
 int32_t upnp_mutex_destroy(upnp_mutex_handle handle);

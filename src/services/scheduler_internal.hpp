@@ -4,6 +4,8 @@
 
 #include <stdint.h>
 
+#include "services/mutex.h"
+
 namespace scheduler {
 
 // The millisecond tick that due times and expiries are counted in.
@@ -21,5 +23,7 @@ void socket_timeouts_clear();
 void socket_timeouts_free();
 int32_t socket_timeouts_prepare();
 void socket_timeouts_release();
+// The protocol mutex that guards the lists (tests hold it to see who waits).
+upnp_mutex_handle socket_timeouts_mutex();
 
 }  // namespace scheduler

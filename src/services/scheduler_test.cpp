@@ -15,6 +15,7 @@
 #include "services/mutex.h"
 #include "services/scheduler_internal.hpp"
 #include "services/threads.h"
+#include "testing/log_recorder.hpp"
 #include "testing/wait.hpp"
 
 namespace {
@@ -198,6 +199,28 @@ TEST_F(Scheduler, SocketTimeoutsCloseExpiredSockets) {
   addSocketTimeout(fds[1], 60000);
   upnp_util_stop();
   EXPECT_FALSE(IsOpen(fds[1])) << "stop closes what is still waiting";
+}
+
+TEST_F(Scheduler, RemovingASocketTimeoutOnlyTriesTheLock) {
+  Start();
+  testing_support::LogRecorder log;
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  const uint32_t id = addSocketTimeout(fds[0], 60000);
+  std::atomic<bool> held{false}, tried{false};
+  std::thread holder([&] {
+    held = upnp_mutex_lock(scheduler::socket_timeouts_mutex(), nullptr) == 1;
+    Eventually([&] { return tried.load(); });
+    upnp_mutex_unlock(scheduler::socket_timeouts_mutex());
+  });
+  ASSERT_TRUE(Eventually([&] { return held.load(); }));
+  EXPECT_EQ(removeSocketTimeout(id, 0), 1) << "the lock is busy";
+  tried = true;
+  holder.join();
+  EXPECT_EQ(log.count("removeSocketTimeout : Cannot get lock to remove"), 1);
+  EXPECT_EQ(removeSocketTimeout(id, 0), 0) << "kept, and removed once the lock is free";
+  close(fds[0]);
+  close(fds[1]);
 }
 
 }  // namespace

@@ -105,9 +105,14 @@ constexpr bool ids_ascend_below_limit() {
 }
 static_assert(ids_ascend_below_limit());
 
-constexpr std::array<int16_t, UPNP_INI_ID_LIMIT> make_index() {
+constexpr std::array<int16_t, UPNP_INI_ID_LIMIT> make_empty_index() {
   std::array<int16_t, UPNP_INI_ID_LIMIT> index{};
   for (auto& entry : index) entry = -1;
+  return index;
+}
+
+constexpr std::array<int16_t, UPNP_INI_ID_LIMIT> make_index() {
+  std::array<int16_t, UPNP_INI_ID_LIMIT> index = make_empty_index();
   for (int i = 0; i < kRowCount; ++i) index[kRows[i].id] = static_cast<int16_t>(i);
   return index;
 }
@@ -124,6 +129,9 @@ struct PropertyState {
 };
 
 upnp_plain_lock* g_settings_lock = nullptr;
+// Ids answer only while the module is started: init puts the index in
+// place, the last stop resets every entry to -1. Guarded by the lock.
+std::array<int16_t, UPNP_INI_ID_LIMIT> g_index = make_empty_index();
 PropertyState state[kRowCount];
 char file_name[1024];
 int32_t g_init_count = 0;
@@ -290,9 +298,9 @@ void pass_to_log(int32_t id, const char* value) {
 extern "C" {
 
 const char* upnp_ini_get(int32_t id) {
-  if (id < 0 || id >= UPNP_INI_ID_LIMIT || kIndex[id] < 0) return nullptr;
+  if (id < 0 || id >= UPNP_INI_ID_LIMIT) return nullptr;
   LockGuard guard(&g_settings_lock);
-  return effective_value(kIndex[id]);
+  return g_index[id] < 0 ? nullptr : effective_value(g_index[id]);
 }
 
 int64_t upnp_ini_get_int(int32_t id) {
@@ -329,6 +337,7 @@ int32_t upnp_ini_set(const char* name, const char* value, int32_t flags) {
 const char* upnp_ini_file_name(void) {
   LockGuard guard(&g_settings_lock);
   if (file_name[0] != '\0') return file_name;
+  if (g_index[UPNP_INI_ININAME] < 0) return nullptr;  // stopped
   const char* directory = effective_value(kIndex[UPNP_INI_INIPATH]);
   TrackedPtr<char> appdata;
   if (directory == nullptr) {
@@ -388,6 +397,7 @@ void upnp_ini_init(void) {
   if (g_init_count++ == 0) {
     forget_values();
     from_utf16 = 0;
+    g_index = kIndex;
   }
 }
 
@@ -398,6 +408,7 @@ void upnp_ini_stop(void) {
   } else if (g_init_count == 1) {
     g_init_count = 0;
     forget_values();
+    g_index = make_empty_index();
   }
 }
 

@@ -94,8 +94,8 @@ typedef struct upnp_ini_property {
 
 /* The effective value: the file's value (cleaned up for path properties) or
  * the default, with "%APPDATADIR%" or "%USERHOMEDIR%" expanded and the
- * expansion cached. Null for an unknown id or a property without value and
- * default. */
+ * expansion cached. Null for an unknown id, a property without value and
+ * default, or while the module is stopped. */
 const char* upnp_ini_get(int32_t id);
 /* The effective value as a decimal number, 0 when absent or empty; the two
  * HTTP port properties give 0 above 65535. */
@@ -139,7 +139,9 @@ typedef int32_t (*upnp_user_lookup_fn)(char* home, size_t home_size);
 void upnp_settings_set_user_lookup(upnp_user_lookup_fn lookup);
 
 /* Start-up and shut-down steps. init and stop are reference-counted: only
- * the stop that balances the first init frees the values. */
+ * the stop that balances the first init frees the values and resets the id
+ * index, so that no id answers (not even with its default) until the next
+ * init. */
 int32_t upnp_ini_prepare(void);
 void upnp_ini_init(void);
 void upnp_ini_stop(void);

@@ -60,6 +60,8 @@ int32_t socket_timeouts_prepare() { return upnp_mutex_create_impl(&g_mutex, 0, "
 
 void socket_timeouts_release() { (void)upnp_mutex_destroy(&g_mutex); }
 
+upnp_mutex_handle socket_timeouts_mutex() { return &g_mutex; }
+
 void socket_timeouts_clear() {
   g_list = nullptr;
   g_current = nullptr;
@@ -126,9 +128,8 @@ uint32_t addSocketTimeout(int32_t socket, uint32_t timeout_ms) {
 
 int32_t removeSocketTimeout(uint32_t identifier, int32_t close_socket) {
   if (identifier == 0) return 0;
-  // The protocol mutex has no try-lock; its holders never block while
-  // holding it, so the wait here is short.
-  if (upnp_mutex_lock(&g_mutex, nullptr) != 1) {
+  // Tried once, never waited for: a caller may hold the lock elsewhere.
+  if (upnp_mutex_try_lock(&g_mutex) != 1) {
     upnp_log(UPNP_LOG_INFO, LOG_SYSTEM, "removeSocketTimeout", 0, "Cannot get lock to remove");
     return 1;
   }

@@ -194,11 +194,6 @@ void upnp_remove_thread(void) {
   if (unnamed) upnp_log(UPNP_LOG_WARNING, LOG_SYSTEM, kFn, 0, "thread with no name");
 }
 
-void upnp_set_thread_socket(int32_t socket) {
-  LockGuard guard(&g_table_lock);
-  if (ThreadEntry* entry = find_entry(pthread_self()); entry != nullptr) entry->socket = socket;
-}
-
 int32_t upnp_thread_wait(int32_t timeout_ms) {
   const pthread_t self = pthread_self();
   upnp_plain_semaphore* semaphore = nullptr;
@@ -285,8 +280,6 @@ void upnp_thread_counters(int32_t* current, int32_t* highest, int64_t* total) {
 }
 
 int32_t upnp_threads_permitted(void) { return g_threads_permitted.load(); }
-
-void upnp_threads_set_permitted(int32_t flag) { g_threads_permitted = flag != 0 ? 1 : 0; }
 
 void upnp_threads_set_create_hook(upnp_thread_create_fn create) { g_create_thread = create; }
 

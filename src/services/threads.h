@@ -36,9 +36,6 @@ int32_t upnp_start_thread_with_stack(upnp_thread_routine routine, void* argument
 void upnp_set_thread_name(const char* name);
 /* The calling thread removes its own entry before it ends. */
 void upnp_remove_thread(void);
-/* The calling thread associates a socket with its entry (-1 for none), so
- * that shut-down can close it. */
-void upnp_set_thread_socket(int32_t socket);
 
 /* The calling thread sleeps on its own semaphore until upnp_wakeup_thread or
  * the time-out (-1 waits without limit). 0 when woken (also by a wake-up
@@ -72,10 +69,6 @@ int32_t upnp_thread_priority(int32_t priority_class);
 typedef int (*upnp_thread_create_fn)(pthread_t* thread, const pthread_attr_t* attributes,
                                      void* (*routine)(void*), void* argument);
 void upnp_threads_set_create_hook(upnp_thread_create_fn create);
-
-/* Sets the flag that upnp_threads_permitted reports (the init step sets it,
- * the stop step clears it; the start-up sequence may clear it earlier). */
-void upnp_threads_set_permitted(int32_t flag);
 
 /* Start-up and shut-down steps.
  * prepare: the thread-table lock, the protocol mutexes' global lock, the
