@@ -57,7 +57,8 @@ bool remove_oldest_part(const char* directory, const char* file_name) {
     if (in_skip_list(find->name)) continue;
     upnp_file_info info;
     if (upnp_file_stat(find->path, &info) != 0 || S_ISDIR(info.mode)) continue;
-    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, file_name) == 0) continue;
+    if (!upnp_string_ends_with_nocase(find->name, "-log.txt") || strcasecmp(find->name, file_name) == 0)
+      continue;
     ++count;
     if (count == 1 || info.modified < oldest_time) {
       oldest_time = info.modified;

@@ -129,7 +129,7 @@ TEST(LogRotation, CleanUpKeepsTheFiveNewestFilesEndingInLogTxt) {
   const std::vector<std::string> rotated = Matching(dir.path(), std::regex(R"(orvane-\d{4}.*-log\.txt)"));
   ASSERT_EQ(rotated.size(), 1u);
   // The current file, named "-log.txt" too, counts among the five as the newest.
-  std::vector<std::string> expected = {"0-log.txt", "d-log.txt", "e-log.txt", "f-log.txt",
+  std::vector<std::string> expected = {"0-log.txt", "d-log.txt",      "e-log.txt", "f-log.txt",
                                        "notes.txt", "orvane-log.txt", rotated[0]};
   std::sort(expected.begin(), expected.end());
   EXPECT_EQ(left, expected);

@@ -94,10 +94,10 @@ TEST(LogLine, FiltersAfterTheSettingsAreRead) {
   upnp_log(UPNP_LOG_IMPORTANT, LOG_HTTP, "f", 0, "important");
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, nullptr, 0, "no function");
   upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, nullptr, 0, "%s", "");
-  EXPECT_EQ(Bodies(dir / "log.txt"), (Lines{"[Startup] - LOG_HTTP: f : startup debug",
-                                            "[Startup] - LOG_PLUGIN: f : startup info",
-                                            "[Error] - LOG_PLUGIN: f : kept error",
-                                            "[Important] - LOG_HTTP: f : important", "[Error] - LOG_PLUGIN: "}));
+  EXPECT_EQ(Bodies(dir / "log.txt"),
+            (Lines{"[Startup] - LOG_HTTP: f : startup debug", "[Startup] - LOG_PLUGIN: f : startup info",
+                   "[Error] - LOG_PLUGIN: f : kept error", "[Important] - LOG_HTTP: f : important",
+                   "[Error] - LOG_PLUGIN: "}));
 }
 
 TEST(LogLine, ErrnoLineFollowsErrorsOnly) {

@@ -339,7 +339,7 @@ TEST(Import, BadLibrariesEndNormally) {
     EXPECT_EQ(import.Playlists(), c.playlist ? written : untouched)
         << c.name;
   }
-  if (without_setpriv) GTEST_SKIP() << "unreadable library: as root it needs /usr/bin/setpriv to run as nobody";
+  if (without_setpriv) GTEST_SKIP() << "unreadable library: as root it needs setpriv to run as nobody";
 }
 
 }  // namespace

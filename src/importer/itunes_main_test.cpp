@@ -96,35 +96,37 @@ TEST(CommandLine, LogFileHoldsTheImportersOwnLines) {
     return more;
   };
   const std::string start = "itunes_main : iTunes-import: starting with (lib.xml) (db)";
+  const std::string imported = "itunes_main : iTunes-import: lib.xml imported";
   const std::string masked = "[HTTP Authentication details not logged]\n";
   const struct {
     const char* name;
     std::vector<std::string> args;
     int status;
     std::vector<std::string> messages;
-    size_t prefill = 0;         // bytes already in the log file
-    size_t rotated_lines = 0;   // of the messages, how many end up in the rotated part
+    size_t prefill = 0;        // bytes already in the log file
+    size_t rotated_lines = 0;  // of the messages, how many end up in the rotated part
   } cases[] = {
-      {"normal run", with({"-itunes-lib", "lib.xml"}), 0, {start, "itunes_main : iTunes-import: lib.xml imported"}},
+      {"normal run", with({"-itunes-lib", "lib.xml"}), 0, {start, imported}},
       {"-init", {"-logfile", "logs/run.log", "-init", "conf"}, 0,
        {"locateItunesLib : iTunes-import: setting lib to (ituneslib=\n)"}},
       {"missing library", with({"-itunes-lib", "missing.xml"}), 255,
        {"itunes_main : iTunes-import: starting with (missing.xml) (db)",
         "itunes_main : iTunes-import: can not access missing.xml"}},
       {"-base fallback to the library as passed", with({"-base", "base", "-itunes-lib", "lib.xml"}), 0,
-       {start, "itunes_main : iTunes-import: lib.xml imported"}},
+       {start, imported}},
       {"-base in front", with({"-base", "base", "-itunes-lib", "other.xml"}), 0,
        {"itunes_main : iTunes-import: starting with (base/other.xml) (db)",
         "itunes_main : iTunes-import: base/other.xml imported"}},
       {"authentication text", with({"-itunes-lib", "WWW-Authenticate.xml"}), 0, {masked, masked}},
       // The first line ends exactly at 1 MiB; its newline passes the limit.
-      {"rotation", with({"-itunes-lib", "lib.xml"}), 0, {start, "itunes_main : iTunes-import: lib.xml imported"},
+      {"rotation", with({"-itunes-lib", "lib.xml"}), 0, {start, imported},
        1048576 - kHeaderBytes - start.size(), 1},
   };
   for (const auto& c : cases) {
     TempDir dir;
     mkdir((dir / "base").c_str(), 0755);
-    for (const char* library : {"lib.xml", "base/other.xml", "WWW-Authenticate.xml"}) WriteFile(dir / library, kTinyLibrary);
+    for (const char* library : {"lib.xml", "base/other.xml", "WWW-Authenticate.xml"})
+      WriteFile(dir / library, kTinyLibrary);
     mkdir((dir / "db").c_str(), 0755);
     mkdir((dir / "logs").c_str(), 0755);
     const std::string prefill(c.prefill, 'x');
@@ -144,7 +146,8 @@ TEST(CommandLine, LogFileHoldsTheImportersOwnLines) {
     EXPECT_TRUE(std::regex_match(logs[1], std::regex(R"(run\.log-\d{4}(-\d\d){5}-log\.txt)"))) << logs[1];
     const std::string part = ReadFile(dir / ("logs/" + logs[1]));
     EXPECT_EQ(part.substr(0, c.prefill), prefill) << c.name;
-    EXPECT_TRUE(std::regex_match(part.substr(c.prefill), lines(rotated))) << c.name << ":\n" << part.substr(c.prefill);
+    const std::string after = part.substr(c.prefill);
+    EXPECT_TRUE(std::regex_match(after, lines(rotated))) << c.name << ":\n" << after;
   }
 }
 

@@ -90,7 +90,8 @@ TEST_F(Wpl, CdsPlaylistsLeaveAMarkerBesideTheirOrigin) {
   create("A", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_CDS, nullptr, (dir / "a.wpl").c_str());
   create("B", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_ITUNES, nullptr, (dir / "b.wpl").c_str());
   create("C", UPNP_WPL_TYPE_MUSIC, UPNP_WPL_SOURCE_CDS, nullptr, (dir / "kept.wpl").c_str());
-  EXPECT_EQ(testing_support::ListDir(dir.path()), (std::vector<std::string>{"a.wpl.fromcds", "kept.wpl.fromcds"}));
+  EXPECT_EQ(testing_support::ListDir(dir.path()),
+            (std::vector<std::string>{"a.wpl.fromcds", "kept.wpl.fromcds"}));
   EXPECT_EQ(testing_support::ReadFile(dir / "a.wpl.fromcds"), "");
   EXPECT_EQ(testing_support::ReadFile(dir / "kept.wpl.fromcds"), "kept");
 }
