@@ -58,6 +58,12 @@ std::vector<std::string> ListDir(const std::string& path) {
   return names;
 }
 
+std::map<std::string, std::string> DirContents(const std::string& path) {
+  std::map<std::string, std::string> files;
+  for (const std::string& name : ListDir(path)) files[name] = ReadFile(path + "/" + name);
+  return files;
+}
+
 std::vector<std::string> EmulatorPrefix() {
   std::vector<std::string> words;
 #ifdef ITUNES_IMPORT_EMULATOR

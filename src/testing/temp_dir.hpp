@@ -3,6 +3,7 @@
 // includes this.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ void WriteFile(const std::string& path, const std::string& contents);
 bool FileExists(const std::string& path);
 // Names of the entries of a directory, sorted, without "." and "..".
 std::vector<std::string> ListDir(const std::string& path);
+// Every entry of a directory and its content (a directory or a dangling
+// link reads as empty).
+std::map<std::string, std::string> DirContents(const std::string& path);
 
 struct RunResult {
   int exit_status = -1;  // 0..255, or -1 when the child did not exit normally
