@@ -3,6 +3,8 @@
 // includes this.
 #pragma once
 
+#include <sys/types.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -44,5 +46,11 @@ std::vector<std::string> EmulatorPrefix();
 
 // Runs argv[0] with the arguments in `cwd` (when not empty), no shell.
 RunResult Run(const std::vector<std::string>& argv, const std::string& cwd = "");
+// Starts the same way without waiting, output (both streams) into a file;
+// the child's pid or -1.
+pid_t Start(const std::vector<std::string>& argv, const std::string& cwd, const std::string& output_path);
+// The exit status 0..255 of a started child, -1 when it did not exit
+// normally (killed).
+int Wait(pid_t pid);
 
 }  // namespace testing_support
