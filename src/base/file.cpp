@@ -180,17 +180,25 @@ int32_t upnp_file_sync(upnp_file* file) {
   return fsync(file->fd);
 }
 
-int32_t upnp_file_sync_dir(const char* path) {
+namespace {
+
+int sync_through(const char* path, int (*sync_call)(int)) {
   if (path == nullptr) return -1;
   if (upnp_file_fault_hit(UPNP_FILE_CALL_SYNC)) return -1;
-  const int fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return -1;
-  const int result = fsync(fd);
+  const int result = sync_call(fd);
   const int saved = errno;
   close(fd);
   errno = saved;
   return result == 0 ? 0 : -1;
 }
+
+}  // namespace
+
+int32_t upnp_file_sync_dir(const char* path) { return sync_through(path, fsync); }
+
+int32_t upnp_file_sync_fs(const char* path) { return sync_through(path, syncfs); }
 
 int32_t upnp_file_attach_buffer(upnp_file* file, void* data) {
   if (file == nullptr || data == nullptr) return -1;

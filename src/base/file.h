@@ -70,6 +70,9 @@ int32_t upnp_file_sync(upnp_file* file);
 /* Syncs a directory, so the renames and creations in it are on the medium:
  * 0 or -1; -1 for null. */
 int32_t upnp_file_sync_dir(const char* path);
+/* Syncs the whole filesystem that holds path (syncfs): one call, and one
+ * journal commit, for many files written there. 0 or -1; -1 for null. */
+int32_t upnp_file_sync_fs(const char* path);
 /* Hands a tracked block to the handle, which frees it at close. 0, or -1
  * for null arguments or when the chain node cannot be allocated (the block
  * then stays the caller's). */

@@ -16,7 +16,7 @@ extern "C" {
 typedef enum upnp_file_call {
   UPNP_FILE_CALL_CREATE = 0, /* upnp_file_create_new, upnp_file_open_append_nofollow */
   UPNP_FILE_CALL_WRITE,      /* upnp_file_write (so upnp_file_write_all too) */
-  UPNP_FILE_CALL_SYNC,       /* upnp_file_sync, upnp_file_sync_dir */
+  UPNP_FILE_CALL_SYNC,       /* upnp_file_sync, upnp_file_sync_dir, upnp_file_sync_fs */
   UPNP_FILE_CALL_RENAME,     /* upnp_file_rename */
   UPNP_FILE_CALL_KINDS
 } upnp_file_call;
