@@ -37,6 +37,7 @@ struct Output {
   char staged[kPathBufferSize];  // beside the target, complete; empty when not there
   char kept[kPathBufferSize];    // link to the old target; empty when there was none
   char target[kPathBufferSize];
+  bool copied;  // staged by copying: the work directory is on another filesystem
   bool installed;
 };
 
@@ -65,8 +66,9 @@ class OutputList {
   size_t capacity_ = 0;
 };
 
-// Copies source into a new file at target (which must not exist), synced.
-bool copy_file(ImportRun& run, const char* source, const char* target) {
+// Copies source into a new file at target (which must not exist), synced
+// when asked.
+bool copy_file(ImportRun& run, const char* source, const char* target, bool sync) {
   upnp_file* in = upnp_file_open_read(source);
   if (in == nullptr) {
     note_failure(run, errno, "read %s", source);
@@ -87,7 +89,7 @@ bool copy_file(ImportRun& run, const char* source, const char* target) {
     ok = got > 0 && upnp_file_write_all(out, buffer.get(), static_cast<uint64_t>(got)) == 0;
     if (!ok) error = errno;
   }
-  if (ok && upnp_file_sync(out) != 0) {
+  if (ok && sync && upnp_file_sync(out) != 0) {
     ok = false;
     error = errno;
   }
@@ -103,9 +105,11 @@ bool copy_file(ImportRun& run, const char* source, const char* target) {
 }
 
 // Renames source onto target; across filesystems the content goes into a
-// fresh file beside target first, which is then renamed. Either way target
-// never stands empty or half-written. Source is gone afterwards.
-bool move_file(ImportRun& run, const char* source, const char* target) {
+// fresh file beside target first (synced unless the caller syncs later),
+// which is then renamed. Either way target never stands empty or
+// half-written. Source is gone afterwards. copied tells which way it went.
+bool move_file(ImportRun& run, const char* source, const char* target, bool sync_copy, bool* copied) {
+  *copied = false;
   if (upnp_file_rename(source, target) == 0) return true;
   if (errno != EXDEV) {
     note_failure(run, errno, "rename %s to %s", source, target);
@@ -113,7 +117,8 @@ bool move_file(ImportRun& run, const char* source, const char* target) {
   }
   char copy[kPathBufferSize];
   install_name_beside(target, copy, sizeof copy);
-  if (!copy_file(run, source, copy)) return false;
+  if (!copy_file(run, source, copy, sync_copy)) return false;
+  *copied = true;
   if (upnp_file_rename(copy, target) != 0) {
     note_failure(run, errno, "rename %s to %s", copy, target);
     upnp_file_unlink(copy);
@@ -128,14 +133,14 @@ bool move_file(ImportRun& run, const char* source, const char* target) {
 bool stage(ImportRun& run, Output& output) {
   char staged[kPathBufferSize];
   install_name_beside(output.target, staged, sizeof staged);
-  if (!move_file(run, output.source, staged)) return false;
+  if (!move_file(run, output.source, staged, false, &output.copied)) return false;
   format_cut(output.staged, sizeof output.staged, "%s", staged);
   struct stat info;
   if (lstat(output.target, &info) != 0) return true;
   char kept[kPathBufferSize];
   install_name_beside(output.target, kept, sizeof kept);
   // A filesystem without hard links gets a copy.
-  if (upnp_file_link(output.target, kept) != 0 && !copy_file(run, output.target, kept)) return false;
+  if (upnp_file_link(output.target, kept) != 0 && !copy_file(run, output.target, kept, false)) return false;
   format_cut(output.kept, sizeof output.kept, "%s", kept);
   return true;
 }
@@ -151,16 +156,21 @@ void pause_for_tests() {
   nanosleep(&wait, nullptr);
 }
 
-bool sync_directories(ImportRun& run) {
+// Syncs the database and playlist directories' entries, or the whole
+// filesystems that hold them.
+bool sync_targets(ImportRun& run, int32_t (*sync_call)(const char*)) {
   const char* dirs[] = {run.database_dir, run.playlist_dir};
   for (const char* dir : dirs) {
-    if (upnp_file_sync_dir(dir) != 0) {
-      note_failure(run, errno, "sync directory %s", dir);
+    if (sync_call(dir) != 0) {
+      note_failure(run, errno, "sync %s", dir);
       return false;
     }
   }
   return true;
 }
+
+bool sync_filesystems(ImportRun& run) { return sync_targets(run, upnp_file_sync_fs); }
+bool sync_directories(ImportRun& run) { return sync_targets(run, upnp_file_sync_dir); }
 
 // Puts every installed target back as it was before the run.
 void roll_back(OutputList& outputs) {
@@ -181,12 +191,17 @@ bool install(ImportRun& run, OutputList& outputs) {
     note_failure(run, errno, "sync the outputs in %s", run.work_dir);
     return false;
   }
+  bool any_copied = false;
   for (Output& output : outputs) {
     if (!stage(run, output)) return false;
+    any_copied = any_copied || output.copied;
   }
+  // Copies went to the targets' filesystems: one sync each there too.
+  if (any_copied && !sync_filesystems(run)) return false;
   for (Output& output : outputs) {
     pause_for_tests();
-    if (!move_file(run, output.staged, output.target)) {
+    bool copied;
+    if (!move_file(run, output.staged, output.target, true, &copied)) {
       roll_back(outputs);
       return false;
     }
