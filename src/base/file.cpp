@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/file_faults.h"
 #include "base/file_system.h"
 #include "base/locks.h"
 #include "base/memory.h"
@@ -36,10 +37,9 @@ upnp_file* make_handle(int fd, const char* path) {
   auto* file = static_cast<upnp_file*>(upnp_calloc(1, sizeof(upnp_file)));
   char* copy = file != nullptr ? upnp_strdup(path) : nullptr;
   if (copy == nullptr) {
-    const int saved = errno;
     TrackedFree()(file);
     close(fd);
-    errno = saved;
+    errno = ENOMEM;
     return nullptr;
   }
   file->fd = fd;
@@ -84,10 +84,21 @@ upnp_file* upnp_file_open_write(const char* path) {
   return make_handle(open_descriptor(path, O_WRONLY | O_CREAT), path);
 }
 
-void upnp_file_close(upnp_file* file) {
-  if (file == nullptr) return;
+upnp_file* upnp_file_create_new(const char* path) {
+  if (path == nullptr || upnp_file_fault_hit(UPNP_FILE_CALL_CREATE)) return nullptr;
+  return make_handle(open_descriptor(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW), path);
+}
+
+upnp_file* upnp_file_open_append_nofollow(const char* path) {
+  if (path == nullptr || upnp_file_fault_hit(UPNP_FILE_CALL_CREATE)) return nullptr;
+  return make_handle(open_descriptor(path, O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW), path);
+}
+
+int32_t upnp_file_close(upnp_file* file) {
+  if (file == nullptr) return 0;
   upnp_free(file->path);
-  if (file->fd >= 0) close(file->fd);
+  const int32_t result = file->fd >= 0 ? close(file->fd) : 0;
+  const int saved = errno;
   upnp_file_buffer* node = file->buffers;
   while (node != nullptr) {
     upnp_file_buffer* next = node->next;
@@ -96,6 +107,8 @@ void upnp_file_close(upnp_file* file) {
     node = next;
   }
   upnp_free(file);
+  errno = saved;
+  return result;
 }
 
 int64_t upnp_file_read(upnp_file* file, void* buffer, uint64_t length) {
@@ -107,7 +120,26 @@ int64_t upnp_file_read(upnp_file* file, void* buffer, uint64_t length) {
 
 int64_t upnp_file_write(upnp_file* file, const void* buffer, uint64_t length) {
   if (file == nullptr) return -1;
+  if (upnp_file_fault_hit(UPNP_FILE_CALL_WRITE)) return -1;
   return write(file->fd, buffer, length);
+}
+
+int32_t upnp_file_write_all(upnp_file* file, const void* buffer, uint64_t length) {
+  if (file == nullptr) return -1;
+  const char* at = static_cast<const char*>(buffer);
+  while (length > 0) {
+    const int64_t wrote = upnp_file_write(file, at, length);
+    if (wrote < 0 && errno == EINTR) continue;
+    if (wrote < 0) return -1;
+    // A write that takes nothing would loop for ever; report it as a full disk.
+    if (wrote == 0) {
+      errno = ENOSPC;
+      return -1;
+    }
+    at += wrote;
+    length -= static_cast<uint64_t>(wrote);
+  }
+  return 0;
 }
 
 int64_t upnp_file_seek(upnp_file* file, int64_t offset, int32_t whence) {
@@ -144,8 +176,29 @@ char* upnp_file_gets(char* buffer, int32_t size, upnp_file* file) {
 
 int32_t upnp_file_sync(upnp_file* file) {
   if (file == nullptr) return -1;
+  if (upnp_file_fault_hit(UPNP_FILE_CALL_SYNC)) return -1;
   return fsync(file->fd);
 }
+
+namespace {
+
+int sync_through(const char* path, int (*sync_call)(int)) {
+  if (path == nullptr) return -1;
+  if (upnp_file_fault_hit(UPNP_FILE_CALL_SYNC)) return -1;
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return -1;
+  const int result = sync_call(fd);
+  const int saved = errno;
+  close(fd);
+  errno = saved;
+  return result == 0 ? 0 : -1;
+}
+
+}  // namespace
+
+int32_t upnp_file_sync_dir(const char* path) { return sync_through(path, fsync); }
+
+int32_t upnp_file_sync_fs(const char* path) { return sync_through(path, syncfs); }
 
 int32_t upnp_file_prepare(void) {
   if (upnp_lock_exists(&g_file_lock)) return 0;

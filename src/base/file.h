@@ -38,13 +38,23 @@ upnp_file* upnp_file_open_append(const char* path);
  * leaves the old tail in place, so callers wanting a fresh file unlink it
  * first. size stays 0. */
 upnp_file* upnp_file_open_write(const char* path);
-/* Releases the path copy, the descriptor, the buffer chain and the handle. */
-void upnp_file_close(upnp_file* file);
+/* Write-only, created with mode 0644 only when nothing is at path, without
+ * following a symbolic link: for outputs that must be new. */
+upnp_file* upnp_file_create_new(const char* path);
+/* upnp_file_open_append, write-only, without following a symbolic link. */
+upnp_file* upnp_file_open_append_nofollow(const char* path);
+/* Releases the path copy, the descriptor, the buffer chain and the handle.
+ * The close call's result (0 or -1), so writers can see a late write error;
+ * 0 for null. */
+int32_t upnp_file_close(upnp_file* file);
 
 /* Bytes read as the read call returns them (-1 on failure); -1 for null. */
 int64_t upnp_file_read(upnp_file* file, void* buffer, uint64_t length);
 /* Bytes written (-1 on failure); -1 for null. */
 int64_t upnp_file_write(upnp_file* file, const void* buffer, uint64_t length);
+/* Writes all of buffer, over short writes and interruptions: 0, or -1
+ * with errno from the failed write (ENOSPC, EIO...); -1 for null. */
+int32_t upnp_file_write_all(upnp_file* file, const void* buffer, uint64_t length);
 /* New position, or -1 (the stored position is then kept). */
 int64_t upnp_file_seek(upnp_file* file, int64_t offset, int32_t whence);
 /* 1 when the position is at or past the size at open time; 1 for null. */
@@ -57,6 +67,12 @@ int32_t upnp_file_eof(upnp_file* file);
 char* upnp_file_gets(char* buffer, int32_t size, upnp_file* file);
 /* fsync's result; -1 for null. */
 int32_t upnp_file_sync(upnp_file* file);
+/* Syncs a directory, so the renames and creations in it are on the medium:
+ * 0 or -1; -1 for null. */
+int32_t upnp_file_sync_dir(const char* path);
+/* Syncs the whole filesystem that holds path (syncfs): one call, and one
+ * journal commit, for many files written there. 0 or -1; -1 for null. */
+int32_t upnp_file_sync_fs(const char* path);
 
 /* Start-up and shut-down steps: the module's lock. prepare returns 0 or 14.
  * There is no init step: handles are self-contained records, and the module

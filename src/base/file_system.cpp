@@ -8,6 +8,7 @@
 
 #include <string_view>
 
+#include "base/file_faults.h"
 #include "base/log.h"
 #include "base/memory.h"
 
@@ -103,6 +104,7 @@ int32_t upnp_file_rmdir(const char* path) { return path == nullptr ? -1 : rmdir(
 
 int32_t upnp_file_rename(const char* old_path, const char* new_path) {
   if (old_path == nullptr || new_path == nullptr) return -1;
+  if (upnp_file_fault_hit(UPNP_FILE_CALL_RENAME)) return -1;
   return rename(old_path, new_path);
 }
 

@@ -69,7 +69,12 @@ class Import {
     EXPECT_EQ(result.output, "");
     return result.exit_status;
   }
-  Files Db() const { return Snapshot(dir_ / "db"); }
+  // The lock file stays in the database directory; its checks are apart.
+  Files Db() const {
+    Files files = Snapshot(dir_ / "db");
+    files.erase("itunes-import.lock");
+    return files;
+  }
   Files Playlists() const { return Snapshot(dir_ / "playlists"); }
   const TempDir& dir() const { return dir_; }
 
@@ -252,19 +257,21 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
   EXPECT_EQ(ListDir(import.dir().path()), (std::vector<std::string>{"Library.tmp", "db", "iTunes Library.xml",
                                                                     "iTunes.xml", "it.tmp", "media", "playlists"}));
 
-  // A second run over the same library gives the same files, here over a
-  // work directory left by an interrupted run: it is reused, and what it
-  // holds that looks like a playlist or a list is moved along.
+  // A second run over the same library gives the same files, here after an
+  // interrupted run: its work directory and the files it left beside the
+  // targets are removed, never installed.
   mkdir((import.dir() / "db/itunes-import-temp").c_str(), 0755);
   WriteFile(import.dir() / "db/itunes-import-temp/itunes.import.temp.items", std::string(3000, 'x'));
   WriteFile(import.dir() / "db/itunes-import-temp/itunes.log", "Interrupted (iTunes)\r\n");
   WriteFile(import.dir() / "db/itunes-import-temp/old.wpl.bak", "bak");
+  WriteFile(import.dir() / "playlists/.itunes-import-1-2-3", "half");
   ASSERT_EQ(import.RunImporter(), 0);
   EXPECT_EQ(import.Db(), items);
-  Files again = expected_playlists;
-  again["itunes.log"] = "Interrupted (iTunes)\r\n" + again["itunes.log"];
-  again["old.wpl.bak"] = "bak";
-  EXPECT_EQ(import.Playlists(), again);
+  EXPECT_EQ(import.Playlists(), expected_playlists);
+  struct stat lock;
+  ASSERT_EQ(stat((import.dir() / "db/itunes-import.lock").c_str(), &lock), 0);
+  EXPECT_EQ(lock.st_size, 0);
+  EXPECT_EQ(lock.st_mode & 0777, 0644u);
 }
 
 // Libraries broken in every way a file can be: the run ends normally with

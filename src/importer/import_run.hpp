@@ -4,6 +4,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 #include "importer/track_lists.hpp"
 
@@ -25,11 +26,25 @@ struct ImportRun {
   char work_dir[kPathBufferSize];
   char temp_items_path[kPathBufferSize];
   upnp_file* items_file;  // the temporary items file, open during the passes
+  int32_t lock_fd;        // holds the database directory's import lock; -1 for none
+  // The first output failure, as the line that reports it; empty while the
+  // run goes well. Once set, nothing more is written and nothing installed.
+  char failure[kPathBufferSize];
 
   AudiobookList audiobooks;  // pass 1: ids of the tracks of the "Audiobooks" playlist
   FolderList* folders;       // pass 2: playlist folders, newest first
   TrackList tracks;          // pass 3: every track that was not protected
 };
+
+// Keeps the first failure of the run as "iTunes-import: can not <what>:
+// <error text>"; later ones add nothing.
+void note_failure(ImportRun& run, int error, const char* what_format, ...) __attribute__((format(printf, 3, 4)));
+inline bool run_failed(const ImportRun& run) { return run.failure[0] != '\0'; }
+
+// Before anything is touched: both directories exist and can be written,
+// the lock is taken, leftovers of an interrupted run are gone and the work
+// directory is new and empty. False with the failure noted otherwise.
+bool start_cleanly(ImportRun& run);
 
 // Pass 1: the track ids of the "Audiobooks" playlist.
 void read_audiobook_ids(ImportRun& run);
@@ -43,9 +58,13 @@ void read_tracks_and_playlists(ImportRun& run);
 void write_playlists(ImportRun& run, LineScanner& scanner);
 // Frees the three in-memory lists of the passes.
 void free_import_lists(ImportRun& run);
-// Installs the items file, the WPL files and the playlist list; removes the
-// work directory and stale temporary files beside the library. Runs whether
-// or not the passes ran.
-void move_outputs_into_place(const ImportRun& run);
+// Installs the items file, the WPL files and the playlist list, all or
+// none: each is first placed beside its target, complete and synced, then
+// renamed over it. On a failure the targets are put back as they were.
+// Removes the work directory and stale temporary files beside the library.
+void move_outputs_into_place(ImportRun& run);
+// After a failure: removes the run's own partial files, touching nothing
+// else.
+void discard_outputs(const ImportRun& run);
 
 }  // namespace importer

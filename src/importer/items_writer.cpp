@@ -1,5 +1,6 @@
 #include "importer/items_writer.hpp"
 
+#include <errno.h>
 #include <string.h>
 
 #include "base/file.h"
@@ -20,7 +21,7 @@ ItemsWriter::~ItemsWriter() {
 void ItemsWriter::write(const char* data, size_t length) {
   if (buffer_ != nullptr && length_ + length > kBufferSize) flush();
   if (buffer_ == nullptr || length > kBufferSize) {
-    (void)upnp_file_write(file_, data, length);
+    write_through(data, length);
     return;
   }
   memcpy(buffer_ + length_, data, length);
@@ -36,8 +37,12 @@ void ItemsWriter::write_record(const db_object* record) {
 
 void ItemsWriter::flush() {
   if (length_ == 0) return;
-  (void)upnp_file_write(file_, buffer_, length_);
+  write_through(buffer_, length_);
   length_ = 0;
+}
+
+void ItemsWriter::write_through(const char* data, size_t length) {
+  if (error_ == 0 && upnp_file_write_all(file_, data, length) != 0) error_ = errno;
 }
 
 }  // namespace importer

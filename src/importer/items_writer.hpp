@@ -24,11 +24,17 @@ class ItemsWriter {
   // The record in its text form; nothing for a record without one.
   void write_record(const db_object* record);
   void flush();
+  // errno of the first failed write, 0 while all went well; after a failure
+  // nothing more is written.
+  int error() const { return error_; }
 
  private:
+  void write_through(const char* data, size_t length);
+
   upnp_file* file_;
   char* buffer_;  // tracked; null when it could not be had: writes go straight through
   size_t length_ = 0;
+  int error_ = 0;
 };
 
 }  // namespace importer

@@ -1,5 +1,6 @@
 #include "importer/itunes_main.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -7,6 +8,7 @@
 #include <string_view>
 
 #include "base/file.h"
+#include "base/file_guard.h"
 #include "base/file_system.h"
 #include "base/log.h"
 #include "importer/bounded_format.hpp"
@@ -97,21 +99,28 @@ void derive_paths(const Options& options, ImportRun& run) {
   }
 }
 
-// A work directory left by an earlier run is kept and reused with its
-// contents: only when nothing answers to the path is it unlinked (clearing a
-// dangling entry) before the directory is made.
-void prepare_work_dir(ImportRun& run) {
-  format_cut(run.work_dir, kPathBufferSize, "%s%citunes-import-temp", run.database_dir, kSeparator);
-  upnp_file_info info;
-  if (upnp_file_stat(run.work_dir, &info) != 0) upnp_file_unlink(run.work_dir);
-  (void)upnp_file_mkdir(run.work_dir);
-}
-
 bool open_temp_items_file(ImportRun& run) {
   format_cut(run.temp_items_path, kPathBufferSize, "%s%citunes.import.temp.items", run.work_dir, kSeparator);
-  upnp_file_unlink(run.temp_items_path);
-  run.items_file = upnp_file_open_write(run.temp_items_path);
+  run.items_file = upnp_file_create_new(run.temp_items_path);
+  if (run.items_file == nullptr) note_failure(run, errno, "create %s", run.temp_items_path);
   return run.items_file != nullptr;
+}
+
+void close_temp_items_file(ImportRun& run) {
+  if (upnp_file_close(run.items_file) != 0) note_failure(run, errno, "write %s", run.temp_items_path);
+  run.items_file = nullptr;
+}
+
+// One line to standard error and to the log; the run's own files go, the
+// server's directories stay as they were.
+int32_t end_with_failure(ImportRun& run) {
+  discard_outputs(run);
+  upnp_file_unlock(run.lock_fd);
+  run.lock_fd = -1;
+  fprintf(stderr, "%s\n", run.failure);
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "%s", run.failure);
+  upnp_log_close();
+  return -1;
 }
 
 }  // namespace
@@ -124,6 +133,7 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
   upnp_log_open(nullptr);
   ImportRun& run = g_run;
   run = ImportRun{};
+  run.lock_fd = -1;
   Options options;
   if (parse_arguments(argc, argv, options) == LoopEnd::kReturnZero) return 0;
 
@@ -143,16 +153,16 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
     exit_with_error();
   }
 
-  prepare_work_dir(run);
-  if (open_temp_items_file(run)) {
-    read_audiobook_ids(run);
-    read_playlist_folders(run);
-    read_tracks_and_playlists(run);
-    free_import_lists(run);
-    upnp_file_close(run.items_file);
-    run.items_file = nullptr;
-  }
-  move_outputs_into_place(run);
+  if (!start_cleanly(run) || !open_temp_items_file(run)) return end_with_failure(run);
+  read_audiobook_ids(run);
+  read_playlist_folders(run);
+  read_tracks_and_playlists(run);
+  free_import_lists(run);
+  close_temp_items_file(run);
+  if (!run_failed(run)) move_outputs_into_place(run);
+  if (run_failed(run)) return end_with_failure(run);
+  upnp_file_unlock(run.lock_fd);
+  run.lock_fd = -1;
 
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s imported", run.library_path);
   upnp_log_close();

@@ -7,6 +7,7 @@
 // the next playlist starts (or the library ends), from the playlist table,
 // which merges playlists of the same full name and kind: the later one
 // rewrites the file with the entries of both.
+#include <errno.h>
 #include <string.h>
 
 #include "base/file.h"
@@ -40,11 +41,11 @@ class PlaylistWriter {
   void read_line(char* line);
 
  private:
-  // Renders the current playlist into the open WPL file and closes it. A
-  // file that could not be created is not reported; nothing is written.
+  // Renders the current playlist into the open WPL file and closes it.
   void close_wpl();
   void add_track(const char* location);
   void start_file(char kind);
+  // A failed creation or write is noted in the run and ends it.
   void append_to_list() const;
 
   ImportRun& run_;
@@ -105,7 +106,8 @@ void PlaylistWriter::start_file(char kind) {
   wpl_file_path(run_.work_dir, base, path);
   upnp_file_unlink(path);
   append_to_list();
-  wpl_ = upnp_file_open_write(path);
+  wpl_ = upnp_file_create_new(path);
+  if (wpl_ == nullptr) note_failure(run_, errno, "create %s", path);
   const uint32_t type = kind == 'V' ? UPNP_WPL_TYPE_VIDEO : UPNP_WPL_TYPE_MUSIC;
   // On failure the identifier is 0: the entries and the file's text are lost.
   (void)upnp_wpl_create(name_, type, UPNP_WPL_SOURCE_ITUNES, nullptr, nullptr, &g_current_playlist);
@@ -116,21 +118,25 @@ void PlaylistWriter::start_file(char kind) {
 void PlaylistWriter::append_to_list() const {
   char path[kPathBufferSize];
   playlist_list_path(run_.work_dir, path);
-  upnp_file* list = upnp_file_open_append(path);
-  if (list == nullptr) return;
-  (void)upnp_file_write(list, name_, strlen(name_));
-  (void)upnp_file_write(list, kListLineEnd, sizeof kListLineEnd - 1);
-  upnp_file_close(list);
+  upnp_file* list = upnp_file_open_append_nofollow(path);
+  const bool ok = list != nullptr && upnp_file_write_all(list, name_, strlen(name_)) == 0 &&
+                  upnp_file_write_all(list, kListLineEnd, sizeof kListLineEnd - 1) == 0;
+  const int error = errno;
+  if (upnp_file_close(list) != 0 || !ok) note_failure(run_, ok ? errno : error, "write %s", path);
 }
 
 void PlaylistWriter::close_wpl() {
   if (wpl_ == nullptr) return;
   upnp_string* text = nullptr;
+  bool ok = true;
   if (upnp_wpl_to_text(g_current_playlist, &text) == 0 && text != nullptr) {
-    (void)upnp_file_write(wpl_, text->data, text->length);
+    ok = upnp_file_write_all(wpl_, text->data, text->length) == 0;
   }
+  const int error = errno;
   upnp_string_free(text);
-  upnp_file_close(wpl_);
+  char path[kPathBufferSize];
+  format_cut(path, sizeof path, "%s", wpl_->path ? wpl_->path : "");
+  if (upnp_file_close(wpl_) != 0 || !ok) note_failure(run_, ok ? errno : error, "write %s", path);
   wpl_ = nullptr;
 }
 
@@ -142,7 +148,7 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   {
     // The last playlist's file is written when the writer goes.
     PlaylistWriter writer(run);
-    while (!scanner.at_end()) writer.read_line(scanner.next().text);
+    while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next().text);
   }
   // Every file is written and nothing reads the table again: return its
   // memory now rather than at shut-down.

@@ -32,7 +32,7 @@ void read_tracks_and_playlists(ImportRun& run) {
   if (!scanner.open(run.library_path)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
-  while (!scanner.at_end()) {
+  while (!scanner.at_end() && !run_failed(run)) {
     char* line = scanner.next().text;
     if (strstr(line, "<key>Track ID</key>") != nullptr) {
       begin_track(track, extract_integer(line));
@@ -40,9 +40,11 @@ void read_tracks_and_playlists(ImportRun& run) {
       end_track(track, items, run.tracks);
     } else if (strstr(line, "<key>Playlists</key>") != nullptr) {
       write_playlists(run, scanner);
-      return;
+      break;
     }
   }
+  items.flush();
+  if (items.error() != 0) note_failure(run, items.error(), "write %s", run.temp_items_path);
 }
 
 void free_import_lists(ImportRun& run) {

@@ -58,6 +58,12 @@ std::vector<std::string> ListDir(const std::string& path) {
   return names;
 }
 
+std::map<std::string, std::string> DirContents(const std::string& path) {
+  std::map<std::string, std::string> files;
+  for (const std::string& name : ListDir(path)) files[name] = ReadFile(path + "/" + name);
+  return files;
+}
+
 std::vector<std::string> EmulatorPrefix() {
   std::vector<std::string> words;
 #ifdef ITUNES_IMPORT_EMULATOR
@@ -67,10 +73,12 @@ std::vector<std::string> EmulatorPrefix() {
   return words;
 }
 
-RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
-  RunResult result;
-  // Everything the child needs is built before fork: the child only calls
-  // async-signal-safe functions.
+namespace {
+
+// Starts argv with standard output and error on out_fd. Everything the
+// child needs is built before fork: the child only calls async-signal-safe
+// functions.
+pid_t Spawn(const std::vector<std::string>& argv, const std::string& cwd, int out_fd, int close_fd) {
   std::vector<char*> args;
   for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
@@ -82,14 +90,12 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
   for (auto& word : emulator_words) emulated.push_back(word.data());
   emulated.insert(emulated.end(), args.begin(), args.end());
 #endif
-  int fds[2];
-  if (pipe(fds) != 0) return result;
-  pid_t pid = fork();
+  const pid_t pid = fork();
   if (pid == 0) {
-    dup2(fds[1], 1);
-    dup2(fds[1], 2);
-    close(fds[0]);
-    close(fds[1]);
+    dup2(out_fd, 1);
+    dup2(out_fd, 2);
+    close(out_fd);
+    if (close_fd >= 0) close(close_fd);
     if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(127);
     execv(args[0], args.data());
 #ifdef ITUNES_IMPORT_EMULATOR
@@ -97,14 +103,37 @@ RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
 #endif
     _exit(127);
   }
+  return pid;
+}
+
+}  // namespace
+
+RunResult Run(const std::vector<std::string>& argv, const std::string& cwd) {
+  RunResult result;
+  int fds[2];
+  if (pipe(fds) != 0) return result;
+  const pid_t pid = Spawn(argv, cwd, fds[1], fds[0]);
   close(fds[1]);
   char buf[4096];
   ssize_t n;
   while ((n = read(fds[0], buf, sizeof buf)) > 0) result.output.append(buf, static_cast<size_t>(n));
   close(fds[0]);
-  int status = 0;
-  if (waitpid(pid, &status, 0) == pid && WIFEXITED(status)) result.exit_status = WEXITSTATUS(status);
+  result.exit_status = Wait(pid);
   return result;
+}
+
+pid_t Start(const std::vector<std::string>& argv, const std::string& cwd, const std::string& output_path) {
+  const int fd = open(output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return -1;
+  const pid_t pid = Spawn(argv, cwd, fd, -1);
+  close(fd);
+  return pid;
+}
+
+int Wait(pid_t pid) {
+  int status = 0;
+  if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) return WEXITSTATUS(status);
+  return -1;
 }
 
 }  // namespace testing_support

@@ -3,6 +3,9 @@
 // includes this.
 #pragma once
 
+#include <sys/types.h>
+
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,6 +31,9 @@ void WriteFile(const std::string& path, const std::string& contents);
 bool FileExists(const std::string& path);
 // Names of the entries of a directory, sorted, without "." and "..".
 std::vector<std::string> ListDir(const std::string& path);
+// Every entry of a directory and its content (a directory or a dangling
+// link reads as empty).
+std::map<std::string, std::string> DirContents(const std::string& path);
 
 struct RunResult {
   int exit_status = -1;  // 0..255, or -1 when the child did not exit normally
@@ -40,5 +46,11 @@ std::vector<std::string> EmulatorPrefix();
 
 // Runs argv[0] with the arguments in `cwd` (when not empty), no shell.
 RunResult Run(const std::vector<std::string>& argv, const std::string& cwd = "");
+// Starts the same way without waiting, output (both streams) into a file;
+// the child's pid or -1.
+pid_t Start(const std::vector<std::string>& argv, const std::string& cwd, const std::string& output_path);
+// The exit status 0..255 of a started child, -1 when it did not exit
+// normally (killed).
+int Wait(pid_t pid);
 
 }  // namespace testing_support
