@@ -12,7 +12,6 @@
 #include "base/file.h"
 #include "base/file_system.h"
 #include "base/memory.h"
-#include "base/upnp_string.h"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
@@ -32,8 +31,11 @@ constexpr const char kListLineEnd[] = "\r\n";
 
 class PlaylistWriter {
  public:
-  explicit PlaylistWriter(ImportRun& run) : run_(run) {}
-  ~PlaylistWriter() { close_wpl(); }
+  explicit PlaylistWriter(ImportRun& run) : run_(run) { folder_index_build(folder_index_, run.folders); }
+  ~PlaylistWriter() {
+    close_wpl();
+    folder_index_free(folder_index_);
+  }
   PlaylistWriter(const PlaylistWriter&) = delete;
   PlaylistWriter& operator=(const PlaylistWriter&) = delete;
 
@@ -48,6 +50,7 @@ class PlaylistWriter {
   void append_to_list() const;
 
   ImportRun& run_;
+  FolderIndex folder_index_;
   // The playlist's name from its Name line; at its first track it becomes
   // the full name the file is made for.
   char name_[kPathBufferSize] = {};
@@ -86,7 +89,7 @@ void PlaylistWriter::read_line(char* line) {
 void PlaylistWriter::add_track(const char* location) {
   if (new_playlist_) {
     const char kind = media_kind_letter(location);
-    build_full_name(run_.folders, persistent_id_, name_);
+    build_full_name(run_.folders, persistent_id_, name_, &folder_index_);
     close_wpl();
     // A playlist that the folder pass did not record makes no file: its
     // tracks go to the previous playlist, whose file is already written.
@@ -125,11 +128,7 @@ void PlaylistWriter::append_to_list() const {
 
 void PlaylistWriter::close_wpl() {
   if (wpl_ == nullptr) return;
-  upnp_string* text = nullptr;
-  if (upnp_wpl_to_text(g_current_playlist, &text) == 0 && text != nullptr) {
-    (void)upnp_file_write(wpl_, text->data, text->length);
-  }
-  upnp_string_free(text);
+  (void)upnp_wpl_write_file(g_current_playlist, wpl_);
   upnp_file_close(wpl_);
   wpl_ = nullptr;
 }

@@ -17,6 +17,8 @@
 
 #include "base/upnp_string.h"
 
+struct upnp_file;
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -58,6 +60,11 @@ int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location);
  * to null). Titles, origin file names and locations are XML-escaped; one that
  * cannot be escaped is written empty. */
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text);
+
+/* Writes the same text to the file as it is rendered, through a small
+ * buffer. UPNP_OK, or UPNP_FAILED for an unknown identifier, an object
+ * without title (nothing written) or a short write. */
+int32_t upnp_wpl_write_file(uint32_t identifier, struct upnp_file* file);
 
 /* Forgets every playlist: the next identifier is 1 again. */
 void upnp_wpl_reset(void);
