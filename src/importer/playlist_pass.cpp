@@ -16,6 +16,7 @@
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/playlist_naming.hpp"
+#include "importer/track_mapping.hpp"
 #include "importer/value_decoding.h"
 #include "importer/wpl.h"
 
@@ -31,7 +32,9 @@ constexpr const char kListLineEnd[] = "\r\n";
 
 class PlaylistWriter {
  public:
-  explicit PlaylistWriter(ImportRun& run) : run_(run) { folder_index_build(folder_index_, run.folders); }
+  PlaylistWriter(ImportRun& run, int library_fd) : run_(run), library_fd_(library_fd) {
+    folder_index_build(folder_index_, run.folders);
+  }
   ~PlaylistWriter() {
     close_wpl();
     folder_index_free(folder_index_);
@@ -50,6 +53,7 @@ class PlaylistWriter {
   void append_to_list() const;
 
   ImportRun& run_;
+  const int library_fd_;  // locations are read back from it
   FolderIndex folder_index_;
   // The playlist's name from its Name line; at its first track it becomes
   // the full name the file is made for.
@@ -81,9 +85,10 @@ void PlaylistWriter::read_line(char* line) {
   // Name line.
   if (is_ignored_playlist_name(name_)) return;
   if (strstr(line, "<key>Track ID</key>") == nullptr) return;
-  const TrackNode* track = track_list_find(run_.tracks, extract_integer(line));
-  if (track == nullptr || track->location == nullptr) return;
-  add_track(track->location);
+  const TrackEntry* track = track_list_find(run_.tracks, extract_integer(line));
+  char location[TrackState::kTextSize];
+  if (track == nullptr || !read_track_location(library_fd_, track->location, location)) return;
+  add_track(location);
 }
 
 void PlaylistWriter::add_track(const char* location) {
@@ -140,7 +145,7 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   g_current_playlist = 0;
   {
     // The last playlist's file is written when the writer goes.
-    PlaylistWriter writer(run);
+    PlaylistWriter writer(run, scanner.file() != nullptr ? scanner.file()->fd : -1);
     while (!scanner.at_end()) writer.read_line(scanner.next().text);
   }
   // Every file is written and nothing reads the table again: return its

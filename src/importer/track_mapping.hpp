@@ -30,15 +30,20 @@ struct TrackState {
 
   uint32_t id;
   db_object* record;  // created by the first property set
-  bool has_name;
   bool has_location;
   bool is_protected;
   bool video;
   char protocol;  // 'd' for a local file, 'h' for a URL track
-  char name[kTextSize];
+  int64_t line_offset;  // file offset of the line being mapped
+  uint64_t location_ref;  // where the track list reads the location back
   char location[kTextSize];
   char size_text[kSizeTextSize];
 };
+
+// Reads back the location a track list entry points at, through `fd` (the
+// library file) without moving its position: the same text the track's
+// Location line gave. False for none or when the line cannot be read.
+bool read_track_location(int fd, uint64_t location_ref, char (&location)[TrackState::kTextSize]);
 
 // Resets the state for the track whose "<key>Track ID</key>" line gave `id`.
 void begin_track(TrackState& track, uint32_t id);

@@ -18,6 +18,7 @@ namespace {
 // Entries hold no nested dictionaries, so the first "</dict>" is the end.
 void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
   while (!scanner.at_end()) {
+    track.line_offset = scanner.position();
     char* line = scanner.next().text;
     if (strstr(line, "</dict>") != nullptr) return;
     const TrackKey key = match_track_key(line);
