@@ -15,6 +15,7 @@
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
+#include "importer/pass_markers.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/track_mapping.hpp"
 #include "importer/value_decoding.h"
@@ -70,21 +71,29 @@ void copy_value(char* line, char (&buffer)[kPathBufferSize]) {
 }
 
 void PlaylistWriter::read_line(char* line) {
-  if (strstr(line, "<key>Name</key>") != nullptr) {
-    new_playlist_ = true;
-    copy_value(line, name_);
-  } else if (strstr(line, "<key>Playlist Persistent ID</key>") != nullptr) {
-    copy_value(line, persistent_id_);
-  } else if (strstr(line, "<key>Videos</key><true/>") != nullptr) {
-    return;
-  } else if (strstr(line, "<key>Distinguished Kind</key>") != nullptr ||
-             strstr(line, "<key>Smart Info</key>") != nullptr) {
-    format_cut(name_, sizeof name_, "%s", kSmartPlaylistName);
+  uint32_t found = kPlaylistMarkers.find_all(line);
+  constexpr uint32_t kChained = (1u << static_cast<unsigned>(PlaylistMarker::kTrackId)) - 1;
+  // Reading a value cuts the line at its closing tag, and "Track ID" is
+  // looked for in what is left.
+  const auto read_value = [&](char (&buffer)[kPathBufferSize]) {
+    copy_value(line, buffer);
+    if (holds(found, PlaylistMarker::kTrackId)) found = kPlaylistMarkers.find_all(line);
+  };
+  switch (static_cast<PlaylistMarker>(kPlaylistMarkers.first(found & kChained))) {
+    case PlaylistMarker::kName:
+      new_playlist_ = true;
+      read_value(name_);
+      break;
+    case PlaylistMarker::kPersistentId: read_value(persistent_id_); break;
+    case PlaylistMarker::kVideos: return;
+    case PlaylistMarker::kDistinguishedKind:
+    case PlaylistMarker::kSmartInfo: format_cut(name_, sizeof name_, "%s", kSmartPlaylistName); break;
+    default: break;
   }
   // Smart playlists and the library's own lists are skipped up to the next
   // Name line.
   if (is_ignored_playlist_name(name_)) return;
-  if (strstr(line, "<key>Track ID</key>") == nullptr) return;
+  if (!holds(found, PlaylistMarker::kTrackId)) return;
   const TrackEntry* track = track_list_find(run_.tracks, extract_integer(line));
   char location[TrackState::kTextSize];
   if (track == nullptr || !read_track_location(library_fd_, track->location, location)) return;

@@ -13,6 +13,7 @@
 #include "base/file.h"
 #include "base/file_system.h"
 #include "base/memory.h"
+#include "base/number_text.h"
 #include "importer/bounded_format.hpp"
 #include "importer/value_decoding.h"
 #include "records/object_class.h"
@@ -66,8 +67,11 @@ char* read_string_or_date(char* line) {
   return value != nullptr ? value : extract_value(line, "date");
 }
 
+// The text cut to the buffer, as "%s" into it would cut it.
 void keep_text(char (&buffer)[TrackState::kTextSize], const char* text) {
-  format_cut(buffer, sizeof buffer, "%s", text);
+  const size_t length = strnlen(text, sizeof buffer - 1);
+  memcpy(buffer, text, length);
+  buffer[length] = '\0';
 }
 
 void map_location(TrackState& track, char* value, AudiobookList& audiobooks) {
@@ -158,7 +162,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
     case TrackKey::kSize:
       // Signed 32-bit on purpose: the media server reads sizes so.
       if (read_integer(line, number)) {
-        format_cut(track.size_text, sizeof track.size_text, "%d", static_cast<int32_t>(number));
+        (void)upnp_int32_to_text(static_cast<int32_t>(number), track.size_text);
         set_text(track, DB_PROP_SIZE, upnp_strdup(track.size_text));
       }
       break;
@@ -289,9 +293,17 @@ uint32_t modification_time_of(const char* value) {
 }
 
 void format_duration(uint32_t milliseconds, char (&out)[15]) {
+  // "%u:%02u:%02u.%03u"; the longest, from the largest count, fills 14
+  // characters, so nothing is ever cut.
   const uint32_t t = milliseconds;
-  format_cut(out, sizeof out, "%u:%02u:%02u.%03u", t / 3600000u, (t % 3600000u) / 60000u, (t % 60000u) / 1000u,
-             t % 1000u);
+  char* at = out;
+  at += upnp_uint32_to_text(t / 3600000u, 0, at);
+  *at++ = ':';
+  at += upnp_uint32_to_text((t % 3600000u) / 60000u, 2, at);
+  *at++ = ':';
+  at += upnp_uint32_to_text((t % 60000u) / 1000u, 2, at);
+  *at++ = '.';
+  (void)upnp_uint32_to_text(t % 1000u, 3, at);
 }
 
 }  // namespace importer
