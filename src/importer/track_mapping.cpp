@@ -123,7 +123,6 @@ void write_records(TrackState& track, ItemsWriter& items) {
 
 void begin_track(TrackState& track, uint32_t id) {
   track.id = id;
-  track.record = nullptr;
   track.has_location = false;
   track.is_protected = false;
   track.video = false;
@@ -232,8 +231,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
   if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
-  db_object_free(track.record);
-  track.record = nullptr;
+  db_object_clear(track.record);
   // A protected track is not offered to the playlists either; every other
   // track is, written or not (a URL track still plays from a playlist).
   if (track.is_protected) return;

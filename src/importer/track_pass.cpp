@@ -32,6 +32,11 @@ void read_tracks_and_playlists(ImportRun& run) {
   if (!scanner.open(run.library_path)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
+  track.record = nullptr;
+  struct RecordGuard {
+    TrackState& track;
+    ~RecordGuard() { db_object_free(track.record); }
+  } guard{track};
   while (!scanner.at_end()) {
     char* line = scanner.next().text;
     const auto marker = static_cast<TrackPassMarker>(kTrackPassMarkers.first(kTrackPassMarkers.find_all(line)));
