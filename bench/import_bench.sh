@@ -15,8 +15,9 @@
 # Default: every case of the performance table in the README.
 # Per case: the median wall time of the import and of the floor, their
 # ratio, the import's time over the floor per item (track, playlist, folder
-# or entry: it must not grow with N), the import's peak RSS, the median user
-# times, and the load average after the case.
+# or entry; without the fixed cost of an empty import, so that it must not
+# grow with N), the import's peak RSS, the median user times, and the load
+# average after the case.
 #
 # Environment: BUILD (default build-bench, made by `make bench` when the
 # binaries are missing), IMPORTER (another importer binary to time, e.g. an
@@ -41,30 +42,14 @@ if [ $# -eq 0 ]; then
          playlists:1000 playlists:10000 playlists:100000 chain:100 chain:1000 chain:10000 repeat:1000000
 fi
 
-echo "machine: $(nproc) cores, $(uname -m), importer $IMPORTER, $RUNS alternating runs, medians"
-printf '%-17s %8s %9s %9s %6s %11s %9s %9s %9s  %s\n' case "lib MB" "import s" "floor s" ratio \
-  "over/item" "peak MiB" "imp user" "flr user" load
-for case in "$@"; do
-  shape=${case%%:*}
-  n=${case#*:}
-  dir=$BENCH_ROOT/$shape-$n
-  if [ ! -f "$dir/iTunes Music Library.xml" ]; then
-    case $shape in
-      tracks) args="--tracks $n" ;;
-      shuffled) args="--tracks $n --shuffle" ;;
-      playlists) args="--tracks 1000 --playlists $n" ;;
-      chain) args="--tracks 1000 --folder-chain $n" ;;
-      repeat) args="--tracks 1000 --repeat $n" ;;
-      *) echo "unknown case $case" >&2; exit 2 ;;
-    esac
-    # shellcheck disable=SC2086
-    python3 "$ROOT/bench/generate_library.py" "$dir" $args >/dev/null
-  fi
-  python3 - "$IMPORTER" "$BUILD/bench/read_floor" "$dir" "$case" "$n" "$RUNS" <<'PY'
+# Run one case: library directory, case name, item count. Prints a row, or
+# with FIXED_ONLY set just the import's time over the floor.
+run_case() {
+  python3 - "$IMPORTER" "$BUILD/bench/read_floor" "$@" "$RUNS" "${FIXED:-0}" <<'PY'
 import os, shutil, statistics, sys, time
 
-importer, floor, work, case, n, runs = sys.argv[1:7]
-n, runs = int(n), int(runs)
+importer, floor, work, case, n, runs, fixed = sys.argv[1:8]
+n, runs, fixed = int(n), int(runs), float(fixed)
 library = "iTunes Music Library.xml"
 db = os.path.join(work, "db")
 
@@ -88,9 +73,43 @@ for _ in range(runs):
     floors.append(timed([floor, "--passes", library]))
 median = lambda rows, i: statistics.median(r[i] for r in rows)
 wall, floor_wall = median(imports, 0), median(floors, 0)
+if n == 0:
+    print("%.3f" % (wall - floor_wall))
+    sys.exit(0)
 print("%-17s %8.1f %9.2f %9.2f %6.2f %8.1f us %9.1f %9.2f %9.2f  %s" % (
     case, os.path.getsize(library) / 1e6, wall, floor_wall, wall / floor_wall,
-    1e6 * (wall - floor_wall) / n, max(r[3] for r in imports) / 1024, median(imports, 1),
+    1e6 * (wall - floor_wall - fixed) / n, max(r[3] for r in imports) / 1024, median(imports, 1),
     median(floors, 1), " ".join(open("/proc/loadavg").read().split()[:3])))
 PY
+}
+
+# The import's fixed cost over the floor (start-up, the shut-down's designed
+# sleeps), from a library without tracks or playlists.
+empty=$BENCH_ROOT/empty
+if [ ! -f "$empty/iTunes Music Library.xml" ]; then
+  python3 "$ROOT/bench/generate_library.py" "$empty" --tracks 0 >/dev/null
+fi
+FIXED=$(run_case "$empty" empty 0)
+
+echo "machine: $(nproc) cores, $(uname -m), importer $IMPORTER, $RUNS alternating runs, medians"
+echo "fixed cost of an import over the floor (empty library): $FIXED s; over/item leaves it out"
+printf '%-17s %8s %9s %9s %6s %11s %9s %9s %9s  %s\n' case "lib MB" "import s" "floor s" ratio \
+  "over/item" "peak MiB" "imp user" "flr user" load
+for case in "$@"; do
+  shape=${case%%:*}
+  n=${case#*:}
+  dir=$BENCH_ROOT/$shape-$n
+  if [ ! -f "$dir/iTunes Music Library.xml" ]; then
+    case $shape in
+      tracks) args="--tracks $n" ;;
+      shuffled) args="--tracks $n --shuffle" ;;
+      playlists) args="--tracks 1000 --playlists $n" ;;
+      chain) args="--tracks 1000 --folder-chain $n" ;;
+      repeat) args="--tracks 1000 --repeat $n" ;;
+      *) echo "unknown case $case" >&2; exit 2 ;;
+    esac
+    # shellcheck disable=SC2086
+    python3 "$ROOT/bench/generate_library.py" "$dir" $args >/dev/null
+  fi
+  run_case "$dir" "$case" "$n"
 done

@@ -31,13 +31,19 @@ uint32_t g_current_playlist = 0;
 constexpr const char kSmartPlaylistName[] = "smartplaylist";
 constexpr const char kListLineEnd[] = "\r\n";
 
+// The playlist table's location reader: `library_fd` points at the
+// library file's descriptor.
+int32_t read_back_location(void* library_fd, uint64_t reference, char* location, uint32_t size);
+
 class PlaylistWriter {
  public:
   PlaylistWriter(ImportRun& run, int library_fd) : run_(run), library_fd_(library_fd) {
     folder_index_build(folder_index_, run.folders);
+    upnp_wpl_set_location_reader(read_back_location, &library_fd_);
   }
   ~PlaylistWriter() {
     close_wpl();
+    upnp_wpl_set_location_reader(nullptr, nullptr);
     folder_index_free(folder_index_);
   }
   PlaylistWriter(const PlaylistWriter&) = delete;
@@ -49,12 +55,12 @@ class PlaylistWriter {
   // Renders the current playlist into the open WPL file and closes it. A
   // file that could not be created is not reported; nothing is written.
   void close_wpl();
-  void add_track(const char* location);
+  void add_track(uint64_t location_ref);
   void start_file(char kind);
   void append_to_list() const;
 
   ImportRun& run_;
-  const int library_fd_;  // locations are read back from it
+  int library_fd_;  // locations are read back from it
   FolderIndex folder_index_;
   // The playlist's name from its Name line; at its first track it becomes
   // the full name the file is made for.
@@ -95,13 +101,25 @@ void PlaylistWriter::read_line(char* line) {
   if (is_ignored_playlist_name(name_)) return;
   if (!holds(found, PlaylistMarker::kTrackId)) return;
   const TrackEntry* track = track_list_find(run_.tracks, extract_integer(line));
-  char location[TrackState::kTextSize];
-  if (track == nullptr || !read_track_location(library_fd_, track->location, location)) return;
-  add_track(location);
+  if (track == nullptr || track->location == kNoLocation) return;
+  add_track(track->location);
 }
 
-void PlaylistWriter::add_track(const char* location) {
+int32_t read_back_location(void* library_fd, uint64_t reference, char* location, uint32_t size) {
+  char text[TrackState::kTextSize];
+  if (size == 0 || !read_track_location(*static_cast<const int*>(library_fd), reference, text)) return 0;
+  const size_t length = strnlen(text, size - 1);
+  memcpy(location, text, length);
+  location[length] = '\0';
+  return 1;
+}
+
+// The entry keeps where the location can be read back, not a copy of it:
+// a playlist costs 8 bytes an entry while it waits to be written.
+void PlaylistWriter::add_track(uint64_t location_ref) {
   if (new_playlist_) {
+    char location[TrackState::kTextSize];
+    if (!read_track_location(library_fd_, location_ref, location)) return;
     const char kind = media_kind_letter(location);
     build_full_name(run_.folders, persistent_id_, name_, &folder_index_);
     close_wpl();
@@ -111,7 +129,7 @@ void PlaylistWriter::add_track(const char* location) {
     new_playlist_ = false;
   }
   // A failure (unknown playlist, out of memory) drops the entry.
-  (void)upnp_wpl_add_entry(g_current_playlist, location);
+  (void)upnp_wpl_add_entry_ref(g_current_playlist, location_ref);
 }
 
 void PlaylistWriter::start_file(char kind) {

@@ -21,11 +21,15 @@ constexpr uint32_t kIndexLoadDivisor = 2;
 constexpr uint32_t kFirstEntryCapacity = 16;
 constexpr char kDefaultGenerator[] = "Orvane";
 
-struct WplEntry {
-  char* location;
-  char** attributes;  // entries made here carry none
-  uint32_t attribute_count;
-};
+// An entry is a location copy (a tracked block, so its address is even) or,
+// with the low bit set, a reference shifted left by one that the location
+// reader turns into the location when the playlist is rendered: 8 bytes
+// an entry, whatever the location's length.
+using WplEntry = uint64_t;
+constexpr size_t kLocationSize = 1024;
+
+bool is_reference(WplEntry entry) { return (entry & 1u) != 0; }
+char* copy_of(WplEntry entry) { return reinterpret_cast<char*>(static_cast<uintptr_t>(entry)); }
 
 struct WplPlaylist {
   uint32_t type;
@@ -58,6 +62,8 @@ struct PlaylistTable {
 
 upnp_plain_lock* g_wpl_lock = nullptr;
 PlaylistTable g_table = {};
+upnp_wpl_location_reader g_reader = nullptr;
+void* g_reader_context = nullptr;
 
 void free_text(char* text) {
   if (text != nullptr) upnp_free(text);
@@ -73,10 +79,7 @@ void free_text(char* text) {
 void free_playlist(WplPlaylist* playlist) {
   if (playlist == nullptr) return;
   for (uint32_t i = 0; i < playlist->entry_count; ++i) {
-    WplEntry& entry = playlist->entries[i];
-    free_text(entry.location);
-    for (uint32_t a = 0; a < entry.attribute_count; ++a) free_text(entry.attributes[a]);
-    if (entry.attributes != nullptr) upnp_free(entry.attributes);
+    if (!is_reference(playlist->entries[i])) free_text(copy_of(playlist->entries[i]));
   }
   if (playlist->entries != nullptr) upnp_free(playlist->entries);
   free_text(playlist->generator);
@@ -325,8 +328,19 @@ void render(const WplPlaylist& playlist, Out& out) {
   out.add("  <body>\n");
   if (playlist.entry_count > 0) {
     out.add("    <seq>\n");
-    for (uint32_t i = 0; i < playlist.entry_count; ++i)
-      out.add_escaped("      <media src=\"", playlist.entries[i].location, "\"/>\n");
+    char location[kLocationSize];
+    for (uint32_t i = 0; i < playlist.entry_count; ++i) {
+      const WplEntry entry = playlist.entries[i];
+      const char* text = copy_of(entry);
+      if (is_reference(entry)) {
+        // A location that cannot be read back is written empty.
+        location[0] = '\0';
+        if (g_reader != nullptr) (void)g_reader(g_reader_context, entry >> 1, location, sizeof location);
+        location[sizeof location - 1] = '\0';
+        text = location;
+      }
+      out.add_escaped("      <media src=\"", text, "\"/>\n");
+    }
     out.add("    </seq>\n");
   }
   out.add("  </body>\n");
@@ -377,8 +391,25 @@ int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location) {
   if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return UPNP_FAILED;
   char* copy = upnp_strdup(location);
   if (copy == nullptr) return UPNP_FAILED;
-  playlist->entries[playlist->entry_count++] = WplEntry{copy, nullptr, 0};
+  playlist->entries[playlist->entry_count++] = static_cast<WplEntry>(reinterpret_cast<uintptr_t>(copy));
   return 0;
+}
+
+int32_t upnp_wpl_add_entry_ref(uint32_t identifier, uint64_t reference) {
+  if (reference >> 63 != 0) return UPNP_FAILED;
+  TableLock lock;
+  if (!lock.usable()) return UPNP_FAILED;
+  WplPlaylist* playlist = find_playlist(identifier);
+  if (playlist == nullptr) return UPNP_FAILED;
+  if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return UPNP_FAILED;
+  playlist->entries[playlist->entry_count++] = reference << 1 | 1u;
+  return 0;
+}
+
+void upnp_wpl_set_location_reader(upnp_wpl_location_reader reader, void* context) {
+  TableLock lock;
+  g_reader = reader;
+  g_reader_context = context;
 }
 
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text) {
