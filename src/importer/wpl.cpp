@@ -246,13 +246,13 @@ class Pieces {
     va_end(args);
     if (length >= 0) sink().put(line, length < static_cast<int>(sizeof line) ? static_cast<size_t>(length) : sizeof line - 1);
   }
-  // prefix, the escaped value (empty when it cannot be escaped), suffix.
+  // prefix, the escaped value, suffix.
   void add_escaped(const char* prefix, const char* value, const char* suffix) {
-    char* escaped = upnp_xml_escape_text(value, 0);
     add(prefix);
-    add(escaped != nullptr ? escaped : "");
+    upnp_xml_escape_pieces(
+        value, 0, [](void* sink, const char* piece, uint32_t length) { static_cast<Sink*>(sink)->put(piece, length); },
+        &sink());
     add(suffix);
-    free_text(escaped);
   }
 
  private:

@@ -70,8 +70,8 @@ void upnp_wpl_set_location_reader(upnp_wpl_location_reader reader, void* context
 /* Appends the playlist's WPL text to *text (a null *text becomes a new
  * record). UPNP_OK, or UPNP_FAILED for an unknown identifier or an object without title
  * (*text untouched) or when out of memory (the record is freed and *text set
- * to null). Titles, origin file names and locations are XML-escaped; one that
- * cannot be escaped is written empty. */
+ * to null). Titles, origin file names and locations are XML-escaped as
+ * they are written, without a heap block of their own. */
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text);
 
 /* Writes the same text to the file as it is rendered, through a small
