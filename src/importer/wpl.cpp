@@ -18,7 +18,8 @@ namespace {
 constexpr uint32_t kSlotGrowth = 5;
 // The title index keeps at most this share of its slots in use.
 constexpr uint32_t kIndexLoadDivisor = 2;
-constexpr uint32_t kFirstEntryCapacity = 16;
+// Small: a library may hold a hundred thousand playlists of a few tracks.
+constexpr uint32_t kFirstEntryCapacity = 4;
 constexpr char kDefaultGenerator[] = "Orvane";
 
 // An entry is a location copy (a tracked block, so its address is even) or,
