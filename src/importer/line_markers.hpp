@@ -61,7 +61,9 @@ class MarkerSet {
   // Bit i set when marker i occurs anywhere in the C string `line`.
   [[nodiscard]] uint32_t find_all(const char* line) const {
     uint32_t found = 0;
-    for (const char* at = strstr(line, kKeyOpen.data()); at != nullptr; at = strstr(at + 1, kKeyOpen.data())) {
+    // "<key>" cannot overlap itself, so the next one starts behind this one.
+    for (const char* at = strstr(line, kKeyOpen.data()); at != nullptr;
+         at = strstr(at + kKeyOpen.size(), kKeyOpen.data())) {
       const char* name = at + kKeyOpen.size();
       for (const uint8_t i : key_buckets_[static_cast<unsigned char>(*name)]) {
         if (i == kEndOfBucket) break;
