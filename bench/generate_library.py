@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Writes a realistic iTunes library XML of N tracks plus its media files.
 
-    generate_library.py OUT_DIR [--tracks N] [--seed S] [--no-media]
+    generate_library.py OUT_DIR [--tracks N] [--seed S] [--no-media] [--shuffle]
+                        [--playlists N | --folder-chain N | --repeat N]
 
 OUT_DIR receives "iTunes Music Library.xml" and a Music/ tree of empty media
 files. The locations are "file://localhost/Music/...", which the importer
@@ -13,6 +14,12 @@ own order, names with UTF-8, "&#38;" and "+", protected tracks, URL streams,
 videos, podcasts, audiobooks (with the distinguished Audiobooks playlist),
 e-books, a few tracks whose file is missing, playlist folders, smart
 playlists and plain playlists. 100,000 tracks make about 150 MB.
+
+The shapes that stress one dimension each replace that playlist mix:
+--playlists N writes N flat playlists of one track each, --folder-chain N
+nests N folders in a chain with a one-track playlist in each, --repeat N
+writes one playlist that lists a track N times. --shuffle writes the tracks
+in random id order.
 """
 
 import argparse
@@ -204,7 +211,33 @@ def playlist_lines(rng, name, ids, extra=(), smart=False, parent=None, folder=Fa
     return pid
 
 
-def library_lines(rng, tracks):
+def shape_playlists(rng, tracks, args):
+    """The playlists of the one-dimension shapes, behind the hidden library."""
+    r = rng.r
+    ids = [t["id"] for t in tracks if not t["protected"]]  # protected tracks are in no playlist
+    yield from playlist_lines(rng, "Library", ids[:1],
+                              ("<key>Master</key><true/>", "<key>Visible</key><false/>"))
+    if args.playlists:
+        for n in range(args.playlists):
+            yield from playlist_lines(rng, "Playlist %d" % n, [r.choice(ids)])
+    if args.folder_chain:
+        parent = None
+        for n in range(args.folder_chain):
+            holder = []
+            lines = playlist_lines(rng, "Folder %d" % n, [], parent=parent, folder=True)
+            try:
+                while True:
+                    holder.append(next(lines))
+            except StopIteration as stop:
+                folder = stop.value
+            yield from holder
+            yield from playlist_lines(rng, "In %d" % n, [r.choice(ids)], parent=folder)
+            parent = folder
+    if args.repeat:
+        yield from playlist_lines(rng, "Repeated", [ids[0]] * args.repeat)
+
+
+def library_lines(rng, tracks, args):
     r = rng.r
     yield '<?xml version="1.0" encoding="UTF-8"?>'
     yield ('<!DOCTYPE plist PUBLIC "-//Apple Computer//DTD PLIST 1.0//EN" '
@@ -221,12 +254,21 @@ def library_lines(rng, tracks):
     yield "\t<key>Library Persistent ID</key><string>%s</string>" % rng.pid()
     yield "\t<key>Tracks</key>"
     yield "\t<dict>"
-    for t in tracks:
+    in_file_order = list(tracks)
+    if args.shuffle:
+        r.shuffle(in_file_order)
+    for t in in_file_order:
         yield from track_lines(rng, t)
     yield "\t</dict>"
     yield "\t<key>Playlists</key>"
     yield "\t<array>"
     ids = [t["id"] for t in tracks]
+    if args.playlists or args.folder_chain or args.repeat:
+        yield from shape_playlists(rng, tracks, args)
+        yield "\t</array>"
+        yield "</dict>"
+        yield "</plist>"
+        return
     music = [t["id"] for t in tracks if not (t["video"] or t["podcast"] or t["audiobook"])]
     yield from playlist_lines(rng, "Library", ids,
                               ("<key>Master</key><true/>", "<key>Visible</key><false/>"))
@@ -271,6 +313,10 @@ def main():
     parser.add_argument("--tracks", type=int, default=100000)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--no-media", action="store_true", help="write the XML only")
+    parser.add_argument("--shuffle", action="store_true", help="tracks in random id order")
+    parser.add_argument("--playlists", type=int, default=0, help="N flat one-track playlists")
+    parser.add_argument("--folder-chain", type=int, default=0, help="N nested folders, a playlist in each")
+    parser.add_argument("--repeat", type=int, default=0, help="one playlist listing a track N times")
     args = parser.parse_args()
 
     rng = Rng(args.seed)
@@ -283,7 +329,7 @@ def main():
     os.makedirs(args.out_dir, exist_ok=True)
     library = os.path.join(args.out_dir, "iTunes Music Library.xml")
     with open(library, "w", encoding="utf-8", newline="\n") as out:
-        out.writelines(line + "\n" for line in library_lines(rng, tracks))
+        out.writelines(line + "\n" for line in library_lines(rng, tracks, args))
 
     created = 0
     if not args.no_media:

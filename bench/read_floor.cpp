@@ -3,6 +3,7 @@
 // sched_yield per line, through one large block buffer and nothing else.
 //
 //   read_floor LIBRARY.xml [BLOCK_KIB]
+//   read_floor --passes LIBRARY.xml    (the floor of the passes, nothing printed)
 //
 // Each row runs in its own child process (peak RSS is the child's), on a warm
 // page cache. Make a library with generate_library.py.
@@ -194,9 +195,11 @@ void row(const char* name, uint64_t (*run)(const char*), const char* path, doubl
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    fprintf(stderr, "usage: %s LIBRARY.xml [BLOCK_KIB]\n", argv[0]);
+    fprintf(stderr, "usage: %s LIBRARY.xml [BLOCK_KIB] | --passes LIBRARY.xml\n", argv[0]);
     return 2;
   }
+  // The floor alone, as a whole process to time beside a whole import.
+  if (strcmp(argv[1], "--passes") == 0 && argc > 2) return floor_as_passes(argv[2]) > 0 ? 0 : 1;
   const char* path = argv[1];
   if (argc > 2) g_block = std::max<size_t>(kChunk, strtoul(argv[2], nullptr, 10) * 1024);
   struct stat info;

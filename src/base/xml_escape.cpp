@@ -1,6 +1,7 @@
 #include "base/xml_escape.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include <iterator>
 #include <string_view>
@@ -80,6 +81,28 @@ upnp_string* upnp_xml_escape(const char* text, int32_t double_escape, uint32_t l
     if (out == nullptr) return nullptr;  // the append released the builder
   }
   return out;
+}
+
+void upnp_xml_escape_pieces(const char* text, int32_t double_escape, upnp_xml_piece_sink sink, void* context) {
+  if (text == nullptr || sink == nullptr) return;
+  const char* run = text;  // bytes that pass through, handed on in one piece
+  for (const char* p = text; *p != '\0'; ++p) {
+    const auto byte = static_cast<unsigned char>(*p);
+    const Entity* entity = entity_for(byte);
+    if (entity == nullptr && byte >= 32) continue;
+    if (p > run) sink(context, run, static_cast<uint32_t>(p - run));
+    run = p + 1;
+    if (entity != nullptr) {
+      const std::string_view replacement = double_escape ? entity->doubled : entity->single;
+      sink(context, replacement.data(), static_cast<uint32_t>(replacement.size()));
+    } else {
+      char reference[16];
+      const int written = snprintf(reference, sizeof reference, double_escape ? "&amp;#%d;" : "&#%d;", static_cast<int>(byte));
+      sink(context, reference, static_cast<uint32_t>(written));
+    }
+  }
+  const char* end = run + strlen(run);
+  if (end > run) sink(context, run, static_cast<uint32_t>(end - run));
 }
 
 char* upnp_xml_escape_text(const char* text, int32_t double_escape) {

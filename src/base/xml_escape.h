@@ -34,6 +34,12 @@ upnp_string* upnp_xml_escape(const char* text, int32_t double_escape, uint32_t l
  * or when out of memory. */
 char* upnp_xml_escape_text(const char* text, int32_t double_escape);
 
+/* The text of upnp_xml_escape_text handed to `sink` piece by piece (runs of
+ * bytes that pass through, and replacements) instead of built in memory, so
+ * that it costs no heap block and cannot fail. Nothing for a null text. */
+typedef void (*upnp_xml_piece_sink)(void* context, const char* piece, uint32_t length);
+void upnp_xml_escape_pieces(const char* text, int32_t double_escape, upnp_xml_piece_sink sink, void* context);
+
 #ifdef __cplusplus
 }  /* extern "C" */
 #endif

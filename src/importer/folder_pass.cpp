@@ -11,40 +11,12 @@
 #include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
+#include "importer/pass_markers.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/value_decoding.h"
 
 namespace importer {
 namespace {
-
-constexpr const char kPlaylistsMarker[] = "<key>Playlists</key>";
-
-// Markers in the order they are tested; the first found in a line wins.
-enum class FolderKey : uint8_t { kDrop, kName, kPlaylistId, kPersistentId, kParentId, kFolder, kItems, kNone };
-
-struct Marker {
-  const char* text;
-  FolderKey key;
-};
-constexpr Marker kMarkers[] = {
-    {"<key>Visible</key><false/>", FolderKey::kDrop},
-    {"<key>Smart Info</key>", FolderKey::kDrop},
-    {"<key>Podcasts</key><true/>", FolderKey::kDrop},
-    {"<key>Name</key>", FolderKey::kName},
-    {"<key>Playlist ID</key>", FolderKey::kPlaylistId},
-    {"<key>Playlist Persistent ID</key>", FolderKey::kPersistentId},
-    {"<key>Parent Persistent ID</key>", FolderKey::kParentId},
-    {"<key>Folder</key><true/>", FolderKey::kFolder},
-    {"<key>Playlist Items</key>", FolderKey::kItems},
-};
-static_assert(sizeof kMarkers / sizeof kMarkers[0] == 9);
-
-FolderKey match(const char* line) {
-  for (const Marker& marker : kMarkers) {
-    if (strstr(line, marker.text) != nullptr) return marker.key;
-  }
-  return FolderKey::kNone;
-}
 
 // The texts of the playlist entry being read; each owned or null.
 struct PendingEntry {
@@ -74,31 +46,34 @@ void read_playlist_folders(ImportRun& run) {
   uint32_t playlist_id = 0;  // outlives the texts: it is not reset by a drop
   while (!scanner.at_end()) {
     char* const line = scanner.next().text;
-    if (strstr(line, kPlaylistsMarker) != nullptr) {
+    const uint32_t found = kFolderMarkers.find_all(line);
+    if (holds(found, FolderMarker::kPlaylists)) {
       in_playlists = true;
       continue;
     }
     if (!in_playlists) continue;
-    switch (match(line)) {
-      case FolderKey::kDrop: pending.drop(); break;
-      case FolderKey::kName: pending.name.reset(extract_value(line, "string")); break;
-      case FolderKey::kPlaylistId: playlist_id = extract_integer(line); break;
-      case FolderKey::kPersistentId: pending.persistent_id.reset(extract_value(line, "string")); break;
-      case FolderKey::kParentId: pending.parent_id.reset(extract_value(line, "string")); break;
-      case FolderKey::kFolder:
+    switch (static_cast<FolderMarker>(kFolderMarkers.first(found))) {
+      case FolderMarker::kVisibleFalse:
+      case FolderMarker::kSmartInfo:
+      case FolderMarker::kPodcasts: pending.drop(); break;
+      case FolderMarker::kName: pending.name.reset(extract_value(line, "string")); break;
+      case FolderMarker::kPlaylistId: playlist_id = extract_integer(line); break;
+      case FolderMarker::kPersistentId: pending.persistent_id.reset(extract_value(line, "string")); break;
+      case FolderMarker::kParentId: pending.parent_id.reset(extract_value(line, "string")); break;
+      case FolderMarker::kFolder:
         if (pending.name || pending.persistent_id || pending.parent_id) {
           pending.push(run.folders, playlist_id);
         }
         pending.drop();
         break;
-      case FolderKey::kItems:
+      case FolderMarker::kItems:
         // A playlist names nothing unless it can be found by identifier.
         if (pending.name && (pending.persistent_id || pending.parent_id)) {
           pending.push(run.folders, playlist_id);
         }
         pending.drop();
         break;
-      case FolderKey::kNone: break;
+      default: break;  // no marker (kPlaylists is handled above)
     }
   }
 }

@@ -1,6 +1,7 @@
 #include "importer/items_writer.hpp"
 
 #include <errno.h>
+#include <stdint.h>
 #include <string.h>
 
 #include "base/file.h"
@@ -30,6 +31,19 @@ void ItemsWriter::write(const char* data, size_t length) {
 
 void ItemsWriter::write_record(const db_object* record) {
   if (record == nullptr) return;
+  if (buffer_ != nullptr) {
+    // Straight into the buffer; when it does not fit, once more after a
+    // flush.
+    uint32_t length = db_object_text_write(record, buffer_ + length_, static_cast<uint32_t>(kBufferSize - length_));
+    if (length != UINT32_MAX && length > kBufferSize - length_ && length <= kBufferSize) {
+      flush();
+      length = db_object_text_write(record, buffer_, kBufferSize);
+    }
+    if (length <= kBufferSize - length_) {
+      length_ += length;
+      return;
+    }
+  }
   upnp_string* text = db_object_to_string(record);
   if (!upnp_string_is_empty(text)) write(text->data, text->length);
   upnp_string_free(text);

@@ -72,6 +72,8 @@ class LineScanner {
   LineChunk next();
   // Offset in the file of the next line's first byte.
   [[nodiscard]] int64_t position() const { return position_; }
+  // The file being read; null when nothing is open.
+  [[nodiscard]] const upnp_file* file() const { return file_; }
 
  private:
   bool start(upnp_file* file);

@@ -43,12 +43,45 @@ bool listed(const char* const (&table)[N], const char* extension) {
   return false;
 }
 
-const FolderList* find_folder(const FolderList* folders, std::string_view persistent_id) {
+size_t text_hash(std::string_view text) {
+  size_t hash = 14695981039346656037ull;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+  return hash;
+}
+
+const FolderList* find_folder(const FolderList* folders, std::string_view persistent_id,
+                              const FolderIndex* index) {
+  if (index != nullptr && index->mask != 0) {
+    for (size_t at = text_hash(persistent_id) & index->mask; index->slots[at] != nullptr;
+         at = (at + 1) & index->mask) {
+      if (persistent_id == index->slots[at]->persistent_id) return index->slots[at];
+    }
+    return nullptr;
+  }
   for (const FolderList* node = folders; node != nullptr; node = node->next) {
     if (node->persistent_id != nullptr && persistent_id == node->persistent_id) return node;
   }
   return nullptr;
 }
+
+// The folders met on one walk up the chain, to stop at a parent cycle.
+class VisitedSet {
+ public:
+  // False when the node was already there.
+  bool insert(const FolderList* node) {
+    size_t at = (reinterpret_cast<uintptr_t>(node) >> 4) & (kSize - 1);
+    while (slots_[at] != nullptr) {
+      if (slots_[at] == node) return false;
+      at = (at + 1) & (kSize - 1);
+    }
+    slots_[at] = node;
+    return true;
+  }
+
+ private:
+  static constexpr size_t kSize = 2 * kMaxFolderDepth;
+  const FolderList* slots_[kSize] = {};
+};
 
 template <size_t N>
 void copy_text(char (&buffer)[N], std::string_view text) {
@@ -90,31 +123,56 @@ char media_kind_letter(const char* location) {
   return 'M';
 }
 
+void folder_index_build(FolderIndex& index, const FolderList* folders) {
+  index = FolderIndex{nullptr, 0};
+  size_t count = 0;
+  for (const FolderList* node = folders; node != nullptr; node = node->next) ++count;
+  size_t size = 16;
+  while (size < 2 * count) size *= 2;
+  auto* slots = static_cast<const FolderList**>(upnp_calloc(1, size * sizeof(FolderList*)));
+  if (slots == nullptr) return;
+  index = FolderIndex{slots, size - 1};
+  for (const FolderList* node = folders; node != nullptr; node = node->next) {
+    if (node->persistent_id == nullptr) continue;
+    const std::string_view id = node->persistent_id;
+    size_t at = text_hash(id) & index.mask;
+    while (slots[at] != nullptr && id != slots[at]->persistent_id) at = (at + 1) & index.mask;
+    if (slots[at] == nullptr) slots[at] = node;  // a later node of the same id is never found
+  }
+}
+
+void folder_index_free(FolderIndex& index) {
+  if (index.slots != nullptr) upnp_free(index.slots);
+  index = FolderIndex{nullptr, 0};
+}
+
 void build_full_name(const FolderList* folders, std::string_view persistent_id,
-                     char (&name)[kPathBufferSize]) {
-  name[0] = '\0';
-  const FolderList* visited[kMaxFolderDepth];
-  size_t depth = 0;
+                     char (&name)[kPathBufferSize], const FolderIndex* index) {
+  // The names from the playlist up to the top folder; joined top first, a
+  // "/" behind every name that has a non-empty name below it. Cutting the
+  // whole at the buffer is what cutting each join was.
+  const char* names[kMaxFolderDepth];
+  size_t count = 0;
+  VisitedSet visited;
   std::string_view id = persistent_id;
-  while (depth < kMaxFolderDepth) {
-    const FolderList* node = find_folder(folders, id);
-    if (node == nullptr) return;
-    for (size_t i = 0; i < depth; ++i) {
-      if (visited[i] == node) return;  // a parent cycle: each folder counts once
-    }
-    visited[depth++] = node;
-    if (node->name != nullptr) {
-      if (name[0] == '\0') {
-        copy_text(name, node->name);
-      } else {
-        char joined[kPathBufferSize];
-        snprintf(joined, sizeof joined, "%s/%s", node->name, name);
-        memcpy(name, joined, sizeof joined);
-      }
-    }
-    if (node->parent_id == nullptr || id == node->parent_id) return;
+  for (size_t depth = 0; depth < kMaxFolderDepth; ++depth) {
+    const FolderList* node = find_folder(folders, id, index);
+    if (node == nullptr || !visited.insert(node)) break;
+    if (node->name != nullptr) names[count++] = node->name;
+    if (node->parent_id == nullptr || id == node->parent_id) break;
     id = node->parent_id;
   }
+  size_t below = 0;  // names[0, below) holds a non-empty name when below > 0
+  while (below < count && names[below][0] == '\0') ++below;
+  size_t length = 0;
+  for (size_t i = count; i-- > 0 && length < kPathBufferSize - 1;) {
+    const size_t room = kPathBufferSize - 1 - length;
+    const size_t piece = strnlen(names[i], room);
+    memcpy(name + length, names[i], piece);
+    length += piece;
+    if (i > below && length < kPathBufferSize - 1) name[length++] = '/';
+  }
+  name[length] = '\0';
 }
 
 void append_itunes_suffix(char (&name)[kPathBufferSize]) {

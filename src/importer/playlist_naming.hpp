@@ -36,6 +36,17 @@ void folder_list_push(FolderList*& head, const char* persistent_id, const char* 
 // Frees every node and its texts; `head` becomes null.
 void folder_list_free(FolderList*& head);
 
+// The first node in list order of each persistent identifier, by hash, so
+// that a playlist's name costs a lookup per folder level instead of a walk
+// of the list. Built once the list is complete; an index that could not be
+// allocated is empty and lookups walk the list instead.
+struct FolderIndex {
+  const FolderList** slots;
+  size_t mask;  // size - 1; 0 while there is no index
+};
+void folder_index_build(FolderIndex& index, const FolderList* folders);
+void folder_index_free(FolderIndex& index);
+
 // 'V' for a video extension, 'P' for a picture extension, else 'M' (also
 // for no extension, a null location or an extension longer than four
 // characters).
@@ -45,7 +56,7 @@ void folder_list_free(FolderList*& head);
 // parent identifiers from `persistent_id` through `folders`; empty when no
 // folder node carries that identifier. Cut at kPathBufferSize - 1 bytes.
 void build_full_name(const FolderList* folders, std::string_view persistent_id,
-                     char (&name)[kPathBufferSize]);
+                     char (&name)[kPathBufferSize], const FolderIndex* index = nullptr);
 
 // Appends " (iTunes)" to the name, cut to the buffer.
 void append_itunes_suffix(char (&name)[kPathBufferSize]);

@@ -71,9 +71,16 @@ class FolderChain {
     for (const Folder& row : rows) folder_list_push(head_, row.id, row.parent, row.name, playlist_id++);
   }
   ~FolderChain() { folder_list_free(head_); }
+  // The name as the list walk gives it; the index must give the same.
   std::string full_name(const char* id) const {
     char name[kPathBufferSize];
     build_full_name(head_, id, name);
+    FolderIndex index;
+    folder_index_build(index, head_);
+    char indexed[kPathBufferSize];
+    build_full_name(head_, id, indexed, &index);
+    folder_index_free(index);
+    EXPECT_STREQ(indexed, name) << id;
     return name;
   }
 
@@ -96,6 +103,9 @@ TEST(PlaylistNaming, FullNameThroughNestedFolders) {
       {"P5", "GONE", "Orphan"},      // parent never recorded
       {"D", nullptr, "Early"},       // the same id twice: the later line of
       {"D", nullptr, "Late"},        // the file sits first in the list
+      {"E1", nullptr, ""},           // an empty name still takes its "/"
+      {"E2", "E1", "Kid"},
+      {"E3", "E2", ""},
   });
   const struct {
     const char* id;
@@ -104,7 +114,7 @@ TEST(PlaylistNaming, FullNameThroughNestedFolders) {
       {"P1", "Old: 80s/Live/Rock"}, {"P2", "Old: 80s/Pop"}, {"P3", "Top"},
       {"P4", "Old: 80s/Under"},     {"S1", "Self"},         {"A", "Bob/Ann"},
       {"B", "Ann/Bob"},             {"P5", "Orphan"},       {"D", "Late"},
-      {"NONE", ""},                 {"", ""},
+      {"NONE", ""},                 {"", ""},               {"E3", "/Kid"},
   };
   for (const auto& c : cases) EXPECT_EQ(folders.full_name(c.id), c.full_name) << c.id;
 }

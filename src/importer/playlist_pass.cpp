@@ -13,11 +13,13 @@
 #include "base/file.h"
 #include "base/file_system.h"
 #include "base/memory.h"
-#include "base/upnp_string.h"
+#include "base/status.h"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
+#include "importer/pass_markers.hpp"
 #include "importer/playlist_naming.hpp"
+#include "importer/track_mapping.hpp"
 #include "importer/value_decoding.h"
 #include "importer/wpl.h"
 
@@ -31,10 +33,21 @@ uint32_t g_current_playlist = 0;
 constexpr const char kSmartPlaylistName[] = "smartplaylist";
 constexpr const char kListLineEnd[] = "\r\n";
 
+// The playlist table's location reader: `library_fd` points at the
+// library file's descriptor.
+int32_t read_back_location(void* library_fd, uint64_t reference, char* location, uint32_t size);
+
 class PlaylistWriter {
  public:
-  explicit PlaylistWriter(ImportRun& run) : run_(run) {}
-  ~PlaylistWriter() { close_wpl(); }
+  PlaylistWriter(ImportRun& run, int library_fd) : run_(run), library_fd_(library_fd) {
+    folder_index_build(folder_index_, run.folders);
+    upnp_wpl_set_location_reader(read_back_location, &library_fd_);
+  }
+  ~PlaylistWriter() {
+    close_wpl();
+    upnp_wpl_set_location_reader(nullptr, nullptr);
+    folder_index_free(folder_index_);
+  }
   PlaylistWriter(const PlaylistWriter&) = delete;
   PlaylistWriter& operator=(const PlaylistWriter&) = delete;
 
@@ -43,12 +56,14 @@ class PlaylistWriter {
  private:
   // Renders the current playlist into the open WPL file and closes it.
   void close_wpl();
-  void add_track(const char* location);
+  void add_track(uint64_t location_ref);
   void start_file(char kind);
   // A failed creation or write is noted in the run and ends it.
   void append_to_list() const;
 
   ImportRun& run_;
+  int library_fd_;  // locations are read back from it
+  FolderIndex folder_index_;
   // The playlist's name from its Name line; at its first track it becomes
   // the full name the file is made for.
   char name_[kPathBufferSize] = {};
@@ -64,30 +79,51 @@ void copy_value(char* line, char (&buffer)[kPathBufferSize]) {
 }
 
 void PlaylistWriter::read_line(char* line) {
-  if (strstr(line, "<key>Name</key>") != nullptr) {
-    new_playlist_ = true;
-    copy_value(line, name_);
-  } else if (strstr(line, "<key>Playlist Persistent ID</key>") != nullptr) {
-    copy_value(line, persistent_id_);
-  } else if (strstr(line, "<key>Videos</key><true/>") != nullptr) {
-    return;
-  } else if (strstr(line, "<key>Distinguished Kind</key>") != nullptr ||
-             strstr(line, "<key>Smart Info</key>") != nullptr) {
-    format_cut(name_, sizeof name_, "%s", kSmartPlaylistName);
+  uint32_t found = kPlaylistMarkers.find_all(line);
+  constexpr uint32_t kChained = (1u << static_cast<unsigned>(PlaylistMarker::kTrackId)) - 1;
+  // Reading a value cuts the line at its closing tag, and "Track ID" is
+  // looked for in what is left.
+  const auto read_value = [&](char (&buffer)[kPathBufferSize]) {
+    copy_value(line, buffer);
+    if (holds(found, PlaylistMarker::kTrackId)) found = kPlaylistMarkers.find_all(line);
+  };
+  switch (static_cast<PlaylistMarker>(kPlaylistMarkers.first(found & kChained))) {
+    case PlaylistMarker::kName:
+      new_playlist_ = true;
+      read_value(name_);
+      break;
+    case PlaylistMarker::kPersistentId: read_value(persistent_id_); break;
+    case PlaylistMarker::kVideos: return;
+    case PlaylistMarker::kDistinguishedKind:
+    case PlaylistMarker::kSmartInfo: format_cut(name_, sizeof name_, "%s", kSmartPlaylistName); break;
+    default: break;
   }
   // Smart playlists and the library's own lists are skipped up to the next
   // Name line.
   if (is_ignored_playlist_name(name_)) return;
-  if (strstr(line, "<key>Track ID</key>") == nullptr) return;
-  const TrackNode* track = track_list_find(run_.tracks, extract_integer(line));
-  if (track == nullptr || track->location == nullptr) return;
+  if (!holds(found, PlaylistMarker::kTrackId)) return;
+  const TrackEntry* track = track_list_find(run_.tracks, extract_integer(line));
+  if (track == nullptr || track->location == kNoLocation) return;
   add_track(track->location);
 }
 
-void PlaylistWriter::add_track(const char* location) {
+int32_t read_back_location(void* library_fd, uint64_t reference, char* location, uint32_t size) {
+  char text[TrackState::kTextSize];
+  if (size == 0 || !read_track_location(*static_cast<const int*>(library_fd), reference, text)) return 0;
+  const size_t length = strnlen(text, size - 1);
+  memcpy(location, text, length);
+  location[length] = '\0';
+  return 1;
+}
+
+// The entry keeps where the location can be read back, not a copy of it:
+// a playlist costs 8 bytes an entry while it waits to be written.
+void PlaylistWriter::add_track(uint64_t location_ref) {
   if (new_playlist_) {
+    char location[TrackState::kTextSize];
+    if (!read_track_location(library_fd_, location_ref, location)) return;
     const char kind = media_kind_letter(location);
-    build_full_name(run_.folders, persistent_id_, name_);
+    build_full_name(run_.folders, persistent_id_, name_, &folder_index_);
     close_wpl();
     // A playlist that the folder pass did not record makes no file: its
     // tracks go to the previous playlist, whose file is already written.
@@ -95,7 +131,7 @@ void PlaylistWriter::add_track(const char* location) {
     new_playlist_ = false;
   }
   // A failure (unknown playlist, out of memory) drops the entry.
-  (void)upnp_wpl_add_entry(g_current_playlist, location);
+  (void)upnp_wpl_add_entry_ref(g_current_playlist, location_ref);
 }
 
 void PlaylistWriter::start_file(char kind) {
@@ -127,13 +163,10 @@ void PlaylistWriter::append_to_list() const {
 
 void PlaylistWriter::close_wpl() {
   if (wpl_ == nullptr) return;
-  upnp_string* text = nullptr;
-  bool ok = true;
-  if (upnp_wpl_to_text(g_current_playlist, &text) == 0 && text != nullptr) {
-    ok = upnp_file_write_all(wpl_, text->data, text->length) == 0;
-  }
+  // An unknown playlist or one without a title renders nothing; only a
+  // failed write of the file ends the run.
+  const bool ok = upnp_wpl_write_file(g_current_playlist, wpl_) != UPNP_FAILED;
   const int error = errno;
-  upnp_string_free(text);
   char path[kPathBufferSize];
   format_cut(path, sizeof path, "%s", wpl_->path ? wpl_->path : "");
   if (upnp_file_close(wpl_) != 0 || !ok) note_failure(run_, ok ? errno : error, "write %s", path);
@@ -147,7 +180,7 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   g_current_playlist = 0;
   {
     // The last playlist's file is written when the writer goes.
-    PlaylistWriter writer(run);
+    PlaylistWriter writer(run, scanner.file() != nullptr ? scanner.file()->fd : -1);
     while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next().text);
   }
   // Every file is written and nothing reads the table again: return its

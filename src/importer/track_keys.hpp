@@ -11,6 +11,8 @@
 #include <array>
 #include <string_view>
 
+#include "importer/line_markers.hpp"
+
 namespace importer {
 
 enum class TrackKey : uint8_t {
@@ -78,8 +80,6 @@ inline constexpr std::array<TrackKeyMarker, 22> kTrackKeyMarkers = {{
     {TrackKey::kLocation, "<key>Location</key>", TrackValue::kString},
 }};
 
-inline constexpr std::string_view kKeyOpen = "<key>";
-
 namespace track_keys_detail {
 
 constexpr bool table_is_well_formed() {
@@ -117,7 +117,15 @@ static_assert(kTrackKeyMarkers.front().marker == "<key>Name</key>" &&
 
 // The first marker of the table (in table order) that occurs anywhere in the
 // C string `line`, or kNone; null gives kNone. Same answer as searching the
-// line for each marker in turn, at the cost of one scan for "<key>".
+// line for each marker in turn, at the cost of one scan of the line.
 [[nodiscard]] TrackKey match_track_key(const char* line);
+
+// A line inside a track entry: whether it holds "</dict>", which ends the
+// entry and is tested before any key, and else its key.
+struct TrackLine {
+  bool ends_entry;
+  TrackKey key;
+};
+[[nodiscard]] TrackLine match_track_line(const char* line);
 
 }  // namespace importer

@@ -8,62 +8,77 @@
 
 namespace importer {
 
-void track_list_insert(TrackList& list, uint32_t id, const char* location, const char* name) {
-  auto* node = static_cast<TrackNode*>(upnp_malloc(sizeof(TrackNode)));
-  if (node == nullptr) return;
-  node->location = upnp_strdup(location);
-  node->name = upnp_strdup(name);
-  node->id = id;
-  node->next = nullptr;
-  ++list.count;
+namespace {
 
-  // In front of the first node with a larger id. Libraries list their tracks
-  // in ascending order, so the tail is nearly always the place.
-  if (list.tail == nullptr || list.tail->id <= id) {
-    if (list.tail != nullptr) {
-      list.tail->next = node;
-    } else {
-      list.head = node;
+bool id_before(const TrackEntry& a, const TrackEntry& b) { return a.id < b.id; }
+
+// Stable merge sort through a tracked buffer of the same size.
+[[nodiscard]] bool merge_sort(TrackEntry* entries, size_t count) {
+  if (count < 2) return true;
+  auto* scratch = static_cast<TrackEntry*>(upnp_malloc(count * sizeof(TrackEntry)));
+  if (scratch == nullptr) return false;
+  TrackEntry* from = entries;
+  TrackEntry* to = scratch;
+  for (size_t width = 1; width < count; width *= 2) {
+    for (size_t left = 0; left < count; left += 2 * width) {
+      const size_t middle = std::min(left + width, count);
+      const size_t right = std::min(left + 2 * width, count);
+      std::merge(from + left, from + middle, from + middle, from + right, to + left, id_before);
     }
-    list.tail = node;
-    return;
+    std::swap(from, to);
   }
-  TrackNode** link = &list.head;
-  while ((*link)->id <= id) link = &(*link)->next;
-  node->next = *link;
-  *link = node;
+  if (from != entries) memcpy(entries, from, count * sizeof(TrackEntry));
+  upnp_free(scratch);
+  return true;
 }
 
-const TrackNode* track_list_find(TrackList& list, uint32_t id) {
-  if (list.index == nullptr && list.count > 0) {
-    list.index = static_cast<TrackNode**>(upnp_malloc(list.count * sizeof(TrackNode*)));
-    if (list.index != nullptr) {
-      size_t n = 0;
-      for (TrackNode* node = list.head; node != nullptr; node = node->next) list.index[n++] = node;
-      list.indexed = n;
-    }
+// Without memory for a merge: insertion, stable and in place, slow only on
+// ids that do not ascend.
+void insertion_sort(TrackEntry* entries, size_t count) {
+  for (size_t i = 1; i < count; ++i) {
+    const TrackEntry entry = entries[i];
+    size_t at = i;
+    for (; at > 0 && entry.id < entries[at - 1].id; --at) entries[at] = entries[at - 1];
+    entries[at] = entry;
   }
-  if (list.index == nullptr) {  // no memory for the index: walk as the list allows
-    for (const TrackNode* node = list.head; node != nullptr && node->id <= id; node = node->next) {
-      if (node->id == id) return node;
+}
+
+}  // namespace
+
+void track_list_insert(TrackList& list, uint32_t id, uint64_t location) {
+  if (list.count == list.capacity) {
+    // Half as much again: the old and new arrays live side by side while
+    // copying, and a million tracks must stay well inside a small box.
+    const size_t capacity = list.capacity < 1024 ? 1024 : list.capacity + list.capacity / 2;
+    // A fresh block rather than upnp_realloc, which stops counting the old
+    // block when it fails.
+    auto* entries = static_cast<TrackEntry*>(upnp_malloc(capacity * sizeof(TrackEntry)));
+    if (entries == nullptr) return;
+    if (list.entries != nullptr) {
+      memcpy(entries, list.entries, list.count * sizeof(TrackEntry));
+      upnp_free(list.entries);
     }
-    return nullptr;
+    list.entries = entries;
+    list.capacity = capacity;
   }
-  TrackNode** end = list.index + list.indexed;
-  TrackNode** first =
-      std::lower_bound(list.index, end, id, [](const TrackNode* node, uint32_t key) { return node->id < key; });
-  return first != end && (*first)->id == id ? *first : nullptr;
+  if (list.count > 0 && id < list.entries[list.count - 1].id) list.unsorted = true;
+  list.entries[list.count++] = TrackEntry{id, location};
+}
+
+const TrackEntry* track_list_find(TrackList& list, uint32_t id) {
+  if (list.unsorted) {
+    if (!merge_sort(list.entries, list.count)) insertion_sort(list.entries, list.count);
+    list.unsorted = false;
+  }
+  const TrackEntry* const begin = list.entries;
+  const TrackEntry* const end = begin + list.count;
+  const TrackEntry* first =
+      std::lower_bound(begin, end, id, [](const TrackEntry& entry, uint32_t key) { return entry.id < key; });
+  return first != end && first->id == id ? first : nullptr;
 }
 
 void track_list_free(TrackList& list) {
-  for (TrackNode* node = list.head; node != nullptr;) {
-    TrackNode* next = node->next;
-    if (node->location != nullptr) upnp_free(node->location);
-    if (node->name != nullptr) upnp_free(node->name);
-    upnp_free(node);
-    node = next;
-  }
-  if (list.index != nullptr) upnp_free(list.index);
+  if (list.entries != nullptr) upnp_free(list.entries);
   list = TrackList{};
 }
 

@@ -14,29 +14,37 @@
 
 namespace importer {
 
-struct TrackNode {
-  char* location;  // owned copy, or null for a track without one
-  char* name;      // owned copy, or null
+// A track as the playlists need it: its id and where its location can be
+// read back, so that what grows with the library is 12 bytes per track
+// rather than a copy of every location (a library of a million tracks
+// would otherwise hold half a gigabyte of them).
+struct __attribute__((packed)) TrackEntry {
   uint32_t id;
-  TrackNode* next;
+  // The file offset of the Location line the track's location came from,
+  // shifted left by one, the low bit set when it was read as a URL (kept as
+  // it stands rather than made a path); kNoLocation for none.
+  uint64_t location;
 };
+static_assert(sizeof(TrackEntry) == 12, "a few bytes per track");
+inline constexpr uint64_t kNoLocation = ~uint64_t{0};
 
-// Ascending by id; equal ids keep their arrival order.
+// In arrival order until the first find sorts it (stably: equal ids keep
+// their arrival order), which answers what the design's list, kept in
+// ascending order by inserting each node in front of the first larger id,
+// answers, without its quadratic cost on ids that do not ascend.
 struct TrackList {
-  TrackNode* head;
-  TrackNode* tail;
+  TrackEntry* entries;
   size_t count;
-  TrackNode** index;  // count nodes in list order, built by the first find
-  size_t indexed;     // nodes the index holds; 0 while none is built
+  size_t capacity;
+  bool unsorted;  // an id arrived below its predecessor since the last sort
 };
 
-// Enters a track with copies of its location and name. A failed allocation
-// drops the node (or the copy) silently, as every list of the passes does.
-void track_list_insert(TrackList& list, uint32_t id, const char* location, const char* name);
-// The first node with this id, or null. Insertions after a find are not
-// seen by later finds until the index is rebuilt (the playlists only look up
-// once all tracks are in).
-const TrackNode* track_list_find(TrackList& list, uint32_t id);
+// Enters a track. A failed allocation drops it silently, as every list of
+// the passes does.
+void track_list_insert(TrackList& list, uint32_t id, uint64_t location);
+// The first entry with this id, or null. Entries inserted after a find are
+// found too (the list is sorted again when needed).
+const TrackEntry* track_list_find(TrackList& list, uint32_t id);
 void track_list_free(TrackList& list);
 
 struct AudiobookList {

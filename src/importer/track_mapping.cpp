@@ -2,15 +2,18 @@
 
 #include "importer/items_writer.hpp"
 
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <unistd.h>
 
 #include <string_view>
 
 #include "base/file.h"
 #include "base/file_system.h"
 #include "base/memory.h"
+#include "base/number_text.h"
 #include "importer/bounded_format.hpp"
 #include "importer/value_decoding.h"
 #include "records/object_class.h"
@@ -64,14 +67,18 @@ char* read_string_or_date(char* line) {
   return value != nullptr ? value : extract_value(line, "date");
 }
 
+// The text cut to the buffer, as "%s" into it would cut it.
 void keep_text(char (&buffer)[TrackState::kTextSize], const char* text) {
-  format_cut(buffer, sizeof buffer, "%s", text);
+  const size_t length = strnlen(text, sizeof buffer - 1);
+  memcpy(buffer, text, length);
+  buffer[length] = '\0';
 }
 
 void map_location(TrackState& track, char* value, AudiobookList& audiobooks) {
   keep_text(track.location, track.protocol == 'd' ? path_of_file_url(value) : value);
   upnp_free(value);
   track.has_location = true;
+  track.location_ref = static_cast<uint64_t>(track.line_offset) << 1 | (track.protocol == 'd' ? 0u : 1u);
   set_text(track, DB_PROP_RES, upnp_strdup(track.location));
   const char protocol[2] = {track.protocol, '\0'};
   set_text(track, kProtocol, upnp_strdup(protocol));
@@ -116,8 +123,6 @@ void write_records(TrackState& track, ItemsWriter& items) {
 
 void begin_track(TrackState& track, uint32_t id) {
   track.id = id;
-  track.record = nullptr;
-  track.has_name = false;
   track.has_location = false;
   track.is_protected = false;
   track.video = false;
@@ -129,12 +134,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
   uint32_t number = 0;
   switch (key) {
     case TrackKey::kName:
-      if (char* value = extract_value(line, "string")) {
-        // Kept before the setter trims the value in place.
-        keep_text(track.name, value);
-        track.has_name = true;
-        set_text(track, DB_PROP_TITLE, value);
-      }
+      set_text(track, DB_PROP_TITLE, extract_value(line, "string"));
       break;
     case TrackKey::kArtist:
       set_text(track, DB_PROP_ARTIST, extract_value(line, "string"));
@@ -161,7 +161,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
     case TrackKey::kSize:
       // Signed 32-bit on purpose: the media server reads sizes so.
       if (read_integer(line, number)) {
-        format_cut(track.size_text, sizeof track.size_text, "%d", static_cast<int32_t>(number));
+        (void)upnp_int32_to_text(static_cast<int32_t>(number), track.size_text);
         set_text(track, DB_PROP_SIZE, upnp_strdup(track.size_text));
       }
       break;
@@ -231,13 +231,30 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
   if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
-  db_object_free(track.record);
-  track.record = nullptr;
+  db_object_clear(track.record);
   // A protected track is not offered to the playlists either; every other
   // track is, written or not (a URL track still plays from a playlist).
   if (track.is_protected) return;
-  track_list_insert(tracks, track.id, track.has_location ? track.location : nullptr,
-                    track.has_name ? track.name : nullptr);
+  track_list_insert(tracks, track.id, track.has_location ? track.location_ref : kNoLocation);
+}
+
+bool read_track_location(int fd, uint64_t location_ref, char (&location)[TrackState::kTextSize]) {
+  if (location_ref == kNoLocation) return false;
+  // The line as the scanner of pass 3 cut it: up to 1024 bytes, up to and
+  // including the first newline, kept to 1023.
+  char line[TrackState::kTextSize + 1];
+  ssize_t got;
+  do {
+    got = pread(fd, line, TrackState::kTextSize, static_cast<off_t>(location_ref >> 1));
+  } while (got < 0 && errno == EINTR);
+  if (got <= 0) return false;
+  const auto* newline = static_cast<const char*>(memchr(line, '\n', static_cast<size_t>(got)));
+  const size_t raw = newline != nullptr ? static_cast<size_t>(newline - line) + 1 : static_cast<size_t>(got);
+  line[raw < TrackState::kTextSize ? raw : TrackState::kTextSize - 1] = '\0';
+  char* value = extract_value_in_place(line, "string");
+  if (value == nullptr) return false;
+  keep_text(location, (location_ref & 1) == 0 ? path_of_file_url(value) : value);
+  return true;
 }
 
 char* path_of_file_url(char* url) {
@@ -274,9 +291,17 @@ uint32_t modification_time_of(const char* value) {
 }
 
 void format_duration(uint32_t milliseconds, char (&out)[15]) {
+  // "%u:%02u:%02u.%03u"; the longest, from the largest count, fills 14
+  // characters, so nothing is ever cut.
   const uint32_t t = milliseconds;
-  format_cut(out, sizeof out, "%u:%02u:%02u.%03u", t / 3600000u, (t % 3600000u) / 60000u, (t % 60000u) / 1000u,
-             t % 1000u);
+  char* at = out;
+  at += upnp_uint32_to_text(t / 3600000u, 0, at);
+  *at++ = ':';
+  at += upnp_uint32_to_text((t % 3600000u) / 60000u, 2, at);
+  *at++ = ':';
+  at += upnp_uint32_to_text((t % 60000u) / 1000u, 2, at);
+  *at++ = '.';
+  (void)upnp_uint32_to_text(t % 1000u, 3, at);
 }
 
 }  // namespace importer

@@ -29,18 +29,26 @@ struct TrackState {
   static constexpr size_t kSizeTextSize = 32;
 
   uint32_t id;
-  db_object* record;  // created by the first property set
-  bool has_name;
+  // Created by the first property set and emptied at each track's end, so
+  // that the tracks of a pass share one record; null at first, freed by the
+  // owner of the state when the pass ends.
+  db_object* record;
   bool has_location;
   bool is_protected;
   bool video;
   char protocol;  // 'd' for a local file, 'h' for a URL track
-  char name[kTextSize];
+  int64_t line_offset;  // file offset of the line being mapped
+  uint64_t location_ref;  // where the track list reads the location back
   char location[kTextSize];
   char size_text[kSizeTextSize];
 };
 
-// Resets the state for the track whose "<key>Track ID</key>" line gave `id`.
+// Reads back the location a track list entry points at, through `fd` (the
+// library file) without moving its position: the same text the track's
+// Location line gave. False for none or when the line cannot be read.
+bool read_track_location(int fd, uint64_t location_ref, char (&location)[TrackState::kTextSize]);
+
+// Resets the state for the track (keeping its emptied record) whose "<key>Track ID</key>" line gave `id`.
 void begin_track(TrackState& track, uint32_t id);
 
 // Applies one key line of the entry. `line` is the scanner's writable text;
@@ -49,7 +57,7 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 
 // The end of the entry: writes the track's two records to `items` when it is
 // usable (not protected, has an existing local file that is not an ".epub"),
-// frees the record, and enters every unprotected track in `tracks`.
+// empties the record, and enters every unprotected track in `tracks`.
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks);
 
 // Conversions of the key table, apart for their tests.

@@ -1,11 +1,10 @@
 // Pass 3's walk over the track entries: every "<key>Track ID</key>" line
 // opens an entry, whose key lines are mapped up to its "</dict>"; the
 // "<key>Playlists</key>" line hands the file on to the playlist half.
-#include <string.h>
-
 #include "importer/import_run.hpp"
 #include "importer/items_writer.hpp"
 #include "importer/line_scanner.hpp"
+#include "importer/pass_markers.hpp"
 #include "importer/playlist_naming.hpp"
 #include "importer/track_keys.hpp"
 #include "importer/track_mapping.hpp"
@@ -18,10 +17,11 @@ namespace {
 // Entries hold no nested dictionaries, so the first "</dict>" is the end.
 void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
   while (!scanner.at_end()) {
+    track.line_offset = scanner.position();
     char* line = scanner.next().text;
-    if (strstr(line, "</dict>") != nullptr) return;
-    const TrackKey key = match_track_key(line);
-    if (key != TrackKey::kNone) map_track_key(track, key, line, run.audiobooks);
+    const TrackLine match = match_track_line(line);
+    if (match.ends_entry) return;
+    if (match.key != TrackKey::kNone) map_track_key(track, match.key, line, run.audiobooks);
   }
 }
 
@@ -32,13 +32,19 @@ void read_tracks_and_playlists(ImportRun& run) {
   if (!scanner.open(run.library_path)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
+  track.record = nullptr;
+  struct RecordGuard {
+    TrackState& track;
+    ~RecordGuard() { db_object_free(track.record); }
+  } guard{track};
   while (!scanner.at_end() && !run_failed(run)) {
     char* line = scanner.next().text;
-    if (strstr(line, "<key>Track ID</key>") != nullptr) {
+    const auto marker = static_cast<TrackPassMarker>(kTrackPassMarkers.first(kTrackPassMarkers.find_all(line)));
+    if (marker == TrackPassMarker::kTrackId) {
       begin_track(track, extract_integer(line));
       read_track(run, scanner, track);
       end_track(track, items, run.tracks);
-    } else if (strstr(line, "<key>Playlists</key>") != nullptr) {
+    } else if (marker == TrackPassMarker::kPlaylists) {
       write_playlists(run, scanner);
       break;
     }

@@ -14,16 +14,25 @@
 
 namespace {
 
-// The slot array grows by this many slots at a time.
+// The slot array grows by at least this many slots, and by half its size
+// once larger, so that a library of many playlists is not copied over and
+// over.
 constexpr uint32_t kSlotGrowth = 5;
-constexpr uint32_t kFirstEntryCapacity = 16;
+// The title index keeps at most this share of its slots in use.
+constexpr uint32_t kIndexLoadDivisor = 2;
+// Small: a library may hold a hundred thousand playlists of a few tracks.
+constexpr uint32_t kFirstEntryCapacity = 4;
 constexpr char kDefaultGenerator[] = "Orvane";
 
-struct WplEntry {
-  char* location;
-  char** attributes;  // entries made here carry none
-  uint32_t attribute_count;
-};
+// An entry is a location copy (a tracked block, so its address is even) or,
+// with the low bit set, a reference shifted left by one that the location
+// reader turns into the location when the playlist is rendered: 8 bytes
+// an entry, whatever the location's length.
+using WplEntry = uint64_t;
+constexpr size_t kLocationSize = 1024;
+
+bool is_reference(WplEntry entry) { return (entry & 1u) != 0; }
+char* copy_of(WplEntry entry) { return reinterpret_cast<char*>(static_cast<uintptr_t>(entry)); }
 
 struct WplPlaylist {
   uint32_t type;
@@ -36,15 +45,28 @@ struct WplPlaylist {
   WplEntry* entries;
 };
 
+// Identifiers of the titled playlists by title and type, beside the slots,
+// so that entering a playlist does not compare it with every one before it.
+// Open addressing; 0 marks a free slot. Without memory for it (mask 0 after
+// a failure) the table is searched slot by slot, as the index would answer.
+struct TitleIndex {
+  uint32_t* ids;
+  uint32_t mask;  // size - 1; 0 while there is no index
+  bool failed;    // no index until the next reset
+};
+
 struct PlaylistTable {
   WplPlaylist** slots;  // identifier i lives in slots[i - 1]
   uint32_t count;
   uint32_t capacity;
   bool initialised;
+  TitleIndex index;
 };
 
 upnp_plain_lock* g_wpl_lock = nullptr;
 PlaylistTable g_table = {};
+upnp_wpl_location_reader g_reader = nullptr;
+void* g_reader_context = nullptr;
 
 void free_text(char* text) {
   if (text != nullptr) upnp_free(text);
@@ -60,10 +82,7 @@ void free_text(char* text) {
 void free_playlist(WplPlaylist* playlist) {
   if (playlist == nullptr) return;
   for (uint32_t i = 0; i < playlist->entry_count; ++i) {
-    WplEntry& entry = playlist->entries[i];
-    free_text(entry.location);
-    for (uint32_t a = 0; a < entry.attribute_count; ++a) free_text(entry.attributes[a]);
-    if (entry.attributes != nullptr) upnp_free(entry.attributes);
+    if (!is_reference(playlist->entries[i])) free_text(copy_of(playlist->entries[i]));
   }
   if (playlist->entries != nullptr) upnp_free(playlist->entries);
   free_text(playlist->generator);
@@ -98,9 +117,11 @@ void mark_from_cds(const char* origin_file_name) {
 void clear_table() {
   for (uint32_t i = 0; i < g_table.count; ++i) free_playlist(g_table.slots[i]);
   if (g_table.slots != nullptr) upnp_free(g_table.slots);
+  if (g_table.index.ids != nullptr) upnp_free(g_table.index.ids);
   g_table.slots = nullptr;
   g_table.count = 0;
   g_table.capacity = 0;
+  g_table.index = TitleIndex{};
 }
 
 WplPlaylist* find_playlist(uint32_t identifier) {
@@ -108,21 +129,62 @@ WplPlaylist* find_playlist(uint32_t identifier) {
   return g_table.slots[identifier - 1];
 }
 
-// An identifier in the table of the same title and type, or 0. Playlists
-// without title never merge.
+uint32_t title_hash(const char* title, uint32_t type) {
+  uint32_t hash = 2166136261u ^ type;
+  for (const char* c = title; *c != '\0'; ++c) hash = (hash ^ static_cast<unsigned char>(*c)) * 16777619u;
+  return hash;
+}
+
+bool same_playlist(const WplPlaylist& a, const WplPlaylist& b) {
+  return a.type == b.type && a.title != nullptr && b.title != nullptr && strcmp(a.title, b.title) == 0;
+}
+
+// The index slot holding this playlist's title and type, or the free slot
+// where it belongs.
+uint32_t index_slot(const WplPlaylist& playlist) {
+  const TitleIndex& index = g_table.index;
+  uint32_t at = title_hash(playlist.title, playlist.type) & index.mask;
+  while (index.ids[at] != 0 && !same_playlist(*g_table.slots[index.ids[at] - 1], playlist)) at = (at + 1) & index.mask;
+  return at;
+}
+
+// Makes room for one more identifier, rehashing into a table twice the size.
+[[nodiscard]] bool reserve_index() {
+  TitleIndex& index = g_table.index;
+  if (index.failed) return false;
+  if (index.mask != 0 && (g_table.count + 1) * kIndexLoadDivisor <= index.mask + 1) return true;
+  const uint32_t size = index.mask == 0 ? 64 : (index.mask + 1) * 2;
+  auto* ids = static_cast<uint32_t*>(upnp_calloc(size, sizeof(uint32_t)));
+  if (ids == nullptr) {
+    if (index.ids != nullptr) upnp_free(index.ids);
+    index = TitleIndex{nullptr, 0, true};
+    return false;
+  }
+  uint32_t* const old = index.ids;
+  const uint32_t old_size = index.mask == 0 ? 0 : index.mask + 1;
+  index.ids = ids;
+  index.mask = size - 1;
+  for (uint32_t i = 0; i < old_size; ++i) {
+    if (old[i] != 0) index.ids[index_slot(*g_table.slots[old[i] - 1])] = old[i];
+  }
+  if (old != nullptr) upnp_free(old);
+  return true;
+}
+
+// An identifier in the table of the same title and type, or 0: the first
+// from identifier 1 upward, which is the only one, since a playlist that
+// matches is never entered. Playlists without title never merge.
 uint32_t find_same(const WplPlaylist& playlist) {
   if (playlist.title == nullptr) return 0;
+  if (g_table.index.mask != 0) return g_table.index.ids[index_slot(playlist)];
   for (uint32_t i = 0; i < g_table.count; ++i) {
-    const WplPlaylist* other = g_table.slots[i];
-    if (other->type == playlist.type && other->title != nullptr &&
-        strcmp(other->title, playlist.title) == 0)
-      return i + 1;
+    if (same_playlist(*g_table.slots[i], playlist)) return i + 1;
   }
   return 0;
 }
 
 [[nodiscard]] bool grow_slots() {
-  const uint32_t capacity = g_table.capacity + kSlotGrowth;
+  const uint32_t capacity = g_table.capacity + (g_table.capacity / 2 > kSlotGrowth ? g_table.capacity / 2 : kSlotGrowth);
   auto* slots = static_cast<WplPlaylist**>(upnp_malloc(uint64_t{capacity} * sizeof(WplPlaylist*)));
   if (slots == nullptr) return false;
   if (g_table.slots != nullptr) {
@@ -181,31 +243,42 @@ const char* source_name(uint32_t source) {
   }
 }
 
-// Appends to a growable string until the first failure, after which the
-// record is gone (the failing append freed it) and every later call is
-// ignored, so a failure cannot restart the text as a fresh record.
-class TextWriter {
+// The pieces of the text every sink takes: plain, formatted, escaped.
+// Sink::put(piece, length) does the rest.
+template <class Sink>
+class Pieces {
  public:
-  explicit TextWriter(upnp_string* text) : text_(text) {}
-  void add(const char* piece) {
-    if (!failed_) text_ = upnp_string_append(text_, piece);
-    failed_ = failed_ || text_ == nullptr;
-  }
+  void add(const char* piece) { sink().put(piece, strlen(piece)); }
   void addf(const char* format, ...) __attribute__((format(printf, 2, 3))) {
     char line[256];
     va_list args;
     va_start(args, format);
-    vsnprintf(line, sizeof line, format, args);
+    const int length = vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    add(line);
+    if (length >= 0) sink().put(line, length < static_cast<int>(sizeof line) ? static_cast<size_t>(length) : sizeof line - 1);
   }
-  // prefix, the escaped value (empty when it cannot be escaped), suffix.
+  // prefix, the escaped value, suffix.
   void add_escaped(const char* prefix, const char* value, const char* suffix) {
-    char* escaped = upnp_xml_escape_text(value, 0);
     add(prefix);
-    add(escaped != nullptr ? escaped : "");
+    upnp_xml_escape_pieces(
+        value, 0, [](void* sink, const char* piece, uint32_t length) { static_cast<Sink*>(sink)->put(piece, length); },
+        &sink());
     add(suffix);
-    free_text(escaped);
+  }
+
+ private:
+  Sink& sink() { return static_cast<Sink&>(*this); }
+};
+
+// Appends to a growable string until the first failure, after which the
+// record is gone (the failing append freed it) and every later call is
+// ignored, so a failure cannot restart the text as a fresh record.
+class TextWriter : public Pieces<TextWriter> {
+ public:
+  explicit TextWriter(upnp_string* text) : text_(text) {}
+  void put(const char* piece, size_t length) {
+    if (!failed_) text_ = upnp_string_append_bytes(text_, piece, static_cast<uint32_t>(length));
+    failed_ = failed_ || text_ == nullptr;
   }
   bool failed() const { return failed_; }
   upnp_string* text() const { return text_; }
@@ -215,7 +288,42 @@ class TextWriter {
   bool failed_ = false;
 };
 
-void render(const WplPlaylist& playlist, TextWriter& out) {
+// Writes to a file through a small buffer as the text is rendered, so that
+// a playlist of any length costs the same memory.
+class FileWriter : public Pieces<FileWriter> {
+ public:
+  explicit FileWriter(upnp_file* file) : file_(file) {}
+  ~FileWriter() { flush(); }
+  FileWriter(const FileWriter&) = delete;
+  FileWriter& operator=(const FileWriter&) = delete;
+  void put(const char* piece, size_t length) {
+    if (length_ + length > sizeof buffer_) flush();
+    if (length > sizeof buffer_) {
+      write(piece, length);
+      return;
+    }
+    memcpy(buffer_ + length_, piece, length);
+    length_ += length;
+  }
+  void flush() {
+    write(buffer_, length_);
+    length_ = 0;
+  }
+  bool failed() const { return failed_; }
+
+ private:
+  void write(const char* data, size_t length) {
+    // After a failure nothing more is written, so errno still tells why.
+    if (length > 0 && !failed_ && upnp_file_write_all(file_, data, length) != 0) failed_ = true;
+  }
+  upnp_file* file_;
+  char buffer_[8192];
+  size_t length_ = 0;
+  bool failed_ = false;
+};
+
+template <class Out>
+void render(const WplPlaylist& playlist, Out& out) {
   out.add("<?wpl version=\"1.0\"?>\n");
   out.add("<smil>\n");
   out.add("  <head>\n");
@@ -232,8 +340,19 @@ void render(const WplPlaylist& playlist, TextWriter& out) {
   out.add("  <body>\n");
   if (playlist.entry_count > 0) {
     out.add("    <seq>\n");
-    for (uint32_t i = 0; i < playlist.entry_count; ++i)
-      out.add_escaped("      <media src=\"", playlist.entries[i].location, "\"/>\n");
+    char location[kLocationSize];
+    for (uint32_t i = 0; i < playlist.entry_count; ++i) {
+      const WplEntry entry = playlist.entries[i];
+      const char* text = copy_of(entry);
+      if (is_reference(entry)) {
+        // A location that cannot be read back is written empty.
+        location[0] = '\0';
+        if (g_reader != nullptr) (void)g_reader(g_reader_context, entry >> 1, location, sizeof location);
+        location[sizeof location - 1] = '\0';
+        text = location;
+      }
+      out.add_escaped("      <media src=\"", text, "\"/>\n");
+    }
     out.add("    </seq>\n");
   }
   out.add("  </body>\n");
@@ -266,8 +385,11 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
       free_playlist(playlist);
       return UPNP_FAILED;
     }
+    // Without an index the table is searched slot by slot from now on.
+    const bool indexed = playlist->title != nullptr && reserve_index();
     g_table.slots[g_table.count++] = playlist;
     id = g_table.count;
+    if (indexed) g_table.index.ids[index_slot(*playlist)] = id;
   }
   if (identifier != nullptr) *identifier = id;
   return 0;
@@ -282,8 +404,25 @@ int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location) {
   if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return UPNP_FAILED;
   char* copy = upnp_strdup(location);
   if (copy == nullptr) return UPNP_FAILED;
-  playlist->entries[playlist->entry_count++] = WplEntry{copy, nullptr, 0};
+  playlist->entries[playlist->entry_count++] = static_cast<WplEntry>(reinterpret_cast<uintptr_t>(copy));
   return 0;
+}
+
+int32_t upnp_wpl_add_entry_ref(uint32_t identifier, uint64_t reference) {
+  if (reference >> 63 != 0) return UPNP_FAILED;
+  TableLock lock;
+  if (!lock.usable()) return UPNP_FAILED;
+  WplPlaylist* playlist = find_playlist(identifier);
+  if (playlist == nullptr) return UPNP_FAILED;
+  if (playlist->entry_count == playlist->entry_capacity && !grow_entries(*playlist)) return UPNP_FAILED;
+  playlist->entries[playlist->entry_count++] = reference << 1 | 1u;
+  return 0;
+}
+
+void upnp_wpl_set_location_reader(upnp_wpl_location_reader reader, void* context) {
+  TableLock lock;
+  g_reader = reader;
+  g_reader_context = context;
 }
 
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text) {
@@ -295,6 +434,18 @@ int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text) {
   TextWriter out(*text);
   render(*playlist, out);
   *text = out.text();
+  return out.failed() ? UPNP_FAILED : 0;
+}
+
+int32_t upnp_wpl_write_file(uint32_t identifier, upnp_file* file) {
+  if (file == nullptr) return UPNP_INVALID;
+  TableLock lock;
+  if (!lock.usable()) return UPNP_INVALID;
+  const WplPlaylist* playlist = find_playlist(identifier);
+  if (playlist == nullptr || playlist->title == nullptr) return UPNP_INVALID;
+  FileWriter out(file);
+  render(*playlist, out);
+  out.flush();
   return out.failed() ? UPNP_FAILED : 0;
 }
 

@@ -18,6 +18,8 @@
 
 #include "base/upnp_string.h"
 
+struct upnp_file;
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -53,12 +55,31 @@ int32_t upnp_wpl_create(const char* title, uint32_t type, uint32_t source, const
  * dropped). */
 int32_t upnp_wpl_add_entry(uint32_t identifier, const char* location);
 
+/* Turns a reference into its location: writes at most `size` bytes with the
+ * NUL into `location`; non-zero when it could. */
+typedef int32_t (*upnp_wpl_location_reader)(void* context, uint64_t reference, char* location, uint32_t size);
+
+/* Appends an entry whose location is read back through the location reader
+ * when the playlist is rendered (an unreadable one is written empty), so that
+ * the entry costs 8 bytes however long its location. `reference` is below
+ * 2^63. UPNP_OK, or UPNP_FAILED as upnp_wpl_add_entry. */
+int32_t upnp_wpl_add_entry_ref(uint32_t identifier, uint64_t reference);
+
+/* Sets the reader of referenced entries and its context (null for none). */
+void upnp_wpl_set_location_reader(upnp_wpl_location_reader reader, void* context);
+
 /* Appends the playlist's WPL text to *text (a null *text becomes a new
  * record). UPNP_OK, or UPNP_FAILED for an unknown identifier or an object without title
  * (*text untouched) or when out of memory (the record is freed and *text set
- * to null). Titles, origin file names and locations are XML-escaped; one that
- * cannot be escaped is written empty. */
+ * to null). Titles, origin file names and locations are XML-escaped as
+ * they are written, without a heap block of their own. */
 int32_t upnp_wpl_to_text(uint32_t identifier, upnp_string** text);
+
+/* Writes the same text to the file as it is rendered, through a small
+ * buffer. UPNP_OK; UPNP_INVALID for a null file, an unknown identifier or an
+ * object without title (nothing written); UPNP_FAILED when a write failed
+ * (errno tells why). */
+int32_t upnp_wpl_write_file(uint32_t identifier, struct upnp_file* file);
 
 /* Forgets every playlist: the next identifier is 1 again. */
 void upnp_wpl_reset(void);

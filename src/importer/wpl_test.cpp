@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/file.h"
 #include "base/memory.h"
 #include "testing/itunes_library.hpp"
 #include "testing/memory_fail.hpp"
@@ -67,6 +68,31 @@ TEST_F(Wpl, TextByteForByte) {
             "  <body>\n"
             "  </body>\n"
             "</smil>\n");
+}
+
+// Entries by reference are read back when rendered, an unreadable one
+// written empty; the file gets the same text as the string.
+TEST_F(Wpl, ReferencedEntriesAreReadBackAndStreamedToTheFile) {
+  upnp_wpl_set_location_reader(
+      [](void*, uint64_t reference, char* location, uint32_t size) -> int32_t {
+        if (reference == 0) return 0;
+        return snprintf(location, size, "/r/%d&.mp3", static_cast<int>(reference)) > 0;
+      },
+      nullptr);
+  const uint32_t id = create("Refs");
+  ASSERT_EQ(upnp_wpl_add_entry_ref(id, 7), 0);
+  ASSERT_EQ(upnp_wpl_add_entry(id, "/c.mp3"), 0);
+  ASSERT_EQ(upnp_wpl_add_entry_ref(id, 0), 0);
+  EXPECT_EQ(upnp_wpl_add_entry_ref(id, uint64_t{1} << 63), 14);
+  const std::string expected = testing_support::ImportedWpl("Refs", 'M', {"/r/7&amp;.mp3", "/c.mp3", ""});
+  EXPECT_EQ(text(id), expected);
+  const testing_support::TempDir dir;
+  upnp_file* file = upnp_file_open_write((dir / "refs.wpl").c_str());
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(upnp_wpl_write_file(id, file), 0);
+  upnp_file_close(file);
+  EXPECT_EQ(testing_support::ReadFile(dir / "refs.wpl"), expected);
+  upnp_wpl_set_location_reader(nullptr, nullptr);
 }
 
 TEST_F(Wpl, TypeLettersAndSourceNames) {

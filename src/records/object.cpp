@@ -91,17 +91,23 @@ db_object* db_object_new(void) {
   return record;
 }
 
-void db_object_free(db_object* record) {
+void db_object_clear(db_object* record) {
   if (record == nullptr) return;
   for (int id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT; ++id) {
-    if (record->value[id] == nullptr) continue;
-    if (id == kListId) {
-      FreeChildren(db_object_get_list(record));
+    if (record->value[id] != nullptr) {
+      if (id == kListId) FreeChildren(db_object_get_list(record));
       if (record->borrowed[id] == 0) upnp_free(record->value[id]);
-    } else if (record->borrowed[id] == 0) {
-      upnp_free(record->value[id]);
     }
+    record->value[id] = nullptr;
+    record->borrowed[id] = 0;
   }
+  record->first_prop = DB_PROPERTY_ID_LIMIT;
+  record->last_prop = 0;
+}
+
+void db_object_free(db_object* record) {
+  if (record == nullptr) return;
+  db_object_clear(record);
   memset(record, 0, sizeof(*record));
   upnp_free(record);
 }

@@ -42,6 +42,9 @@ void db_object_list_free(db_object_list* list);
 db_object* db_object_new(void);
 /* Frees the record, its owned values and its children. */
 void db_object_free(db_object* record);
+/* Frees the owned values and children and leaves the record as new, for a
+ * caller that fills one record after another. */
+void db_object_clear(db_object* record);
 /* Clears one property. Removing `size` also removes `zq:shortsize`. Removing
  * id 87 frees the list but leaves the slot: it is only ever the first half of
  * replacing the list, never to be called on its own. */

@@ -1,7 +1,6 @@
 // The writer of the record text form.
 #include "records/object_text.h"
 
-#include <stdio.h>
 #include <string.h>
 
 #include "base/file.h"
@@ -11,14 +10,34 @@ namespace {
 
 constexpr uint32_t kLeadSize = 5;  // ">>>>\n"
 
+// "%02X%03X" of id and length, cut to nine characters as a 10-byte buffer
+// would cut it: lengths of 4096 or more give four or more digits, which the
+// reader misparses; past 16 MiB the header is cut. Returns its length.
+uint32_t FormatHeader(char (&header)[10], int id, uint32_t length) {
+  constexpr char kHex[] = "0123456789ABCDEF";
+  char digits[16];
+  uint32_t n = 0;
+  const auto hex = [&](uint32_t value, uint32_t width) {
+    char reversed[8];
+    uint32_t count = 0;
+    do {
+      reversed[count++] = kHex[value & 0xF];
+      value >>= 4;
+    } while (value != 0);
+    while (count < width) reversed[count++] = '0';
+    while (count > 0) digits[n++] = reversed[--count];
+  };
+  hex(static_cast<uint32_t>(id), 2);
+  hex(length, 3);
+  const uint32_t kept = n < sizeof header - 1 ? n : sizeof header - 1;
+  memcpy(header, digits, kept);
+  header[kept] = '\0';
+  return kept;
+}
+
 upnp_string* AppendHeader(upnp_string* text, int id, uint32_t length) {
-  // Lengths of 4096 or more give four or more digits, which the reader
-  // misparses; past 16 MiB the header is cut to nine characters.
   char header[10];
-  if (snprintf(header, sizeof(header), "%02X%03X", static_cast<unsigned>(id), static_cast<unsigned>(length)) < 0) {
-    header[0] = '\0';
-  }
-  return upnp_string_append(text, header);
+  return upnp_string_append_bytes(text, header, FormatHeader(header, id, length));
 }
 
 }  // namespace
@@ -44,6 +63,29 @@ upnp_string* db_object_to_string(const db_object* record) {
     text = upnp_string_append(text, "\n");
   }
   return text;
+}
+
+uint32_t db_object_text_write(const db_object* record, char* out, uint32_t capacity) {
+  if (record == nullptr) return 0;
+  uint32_t length = kLeadSize;
+  if (length <= capacity) memcpy(out, ">>>>\n", kLeadSize);
+  for (int id = record->first_prop; id <= record->last_prop && id < DB_PROPERTY_ID_LIMIT; ++id) {
+    const char* value = record->value[id];
+    if (value == nullptr) continue;
+    if (id == DB_PROP_RES_ADDITIONAL) return UINT32_MAX;
+    const auto size = static_cast<uint32_t>(strlen(value));
+    if (size == 0) continue;
+    char header[10];
+    const uint32_t header_size = FormatHeader(header, id, size);
+    const uint32_t end = length + header_size + size + 1;
+    if (end <= capacity) {
+      memcpy(out + length, header, header_size);
+      memcpy(out + length + header_size, value, size);
+      out[end - 1] = '\n';
+    }
+    length = end;
+  }
+  return length;
 }
 
 upnp_string* db_object_list_to_string(const db_object_list* list) {

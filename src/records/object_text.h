@@ -26,6 +26,11 @@ struct upnp_string* db_object_to_string(const db_object* record);
 /* The same for a child list alone; a child that cannot be written becomes
  * "57000\n". */
 struct upnp_string* db_object_list_to_string(const db_object_list* list);
+/* Writes the record's form into `out` when it fits in `capacity` bytes and
+ * returns its length either way, so that a caller can make room and call
+ * again; 0 for a null record. A record holding a child list is not written
+ * here: UINT32_MAX (db_object_to_string writes it). No heap block is used. */
+uint32_t db_object_text_write(const db_object* record, char* out, uint32_t capacity);
 /* Writes the record's form to an open file; nothing for a null file or
  * record. */
 void db_object_write(const db_object* record, struct upnp_file* file);

@@ -30,6 +30,14 @@ std::string Text(const db_object* record) {
   upnp_string* text = db_object_to_string(record);
   std::string out = text == nullptr ? "(null)" : std::string(text->data, text->length);
   upnp_string_free(text);
+  // Written into a buffer, the same bytes (records with a child list are
+  // left to the above); a buffer too short gets the length only.
+  static char buffer[1 << 16];
+  const uint32_t length = db_object_text_write(record, buffer, sizeof buffer);
+  if (record != nullptr && length != UINT32_MAX) {
+    EXPECT_EQ(std::string(buffer, length), out);
+    EXPECT_EQ(db_object_text_write(record, buffer, 3), length);
+  }
   return out;
 }
 

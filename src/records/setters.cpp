@@ -7,6 +7,7 @@
 
 #include "base/log.h"
 #include "base/memory.h"
+#include "base/number_text.h"
 #include "base/string_util.h"
 #include "base/time_format.h"
 #include "records/getters.hpp"
@@ -98,7 +99,11 @@ db_object* SetFormattedInt(db_object* record, int32_t id, int32_t number, bool z
   char* text = static_cast<char*>(upnp_malloc(32));
   if (text == nullptr) return OutOfMemory(record, function_name);
   // Only 1 to 8 get the leading zero; 9 and 0 are written as they are.
-  snprintf(text, 32, zero_prefix && number >= 1 && number <= 8 ? "0%d" : "%d", number);
+  if (zero_prefix && number >= 1 && number <= 8) {
+    (void)upnp_uint32_to_text(static_cast<uint32_t>(number), 2, text);
+  } else {
+    (void)upnp_int32_to_text(number, text);
+  }
   return db_object_set_prop(record, id, text, 0);
 }
 
