@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -58,19 +59,27 @@ class Import {
     WriteFile(dir_ / path, "media");
   }
   void Library(const std::string& text) { WriteFile(dir_ / kLibrary, text); }
-  int RunImporter(std::vector<std::string> args = {}) {
+  // `args` go in front of the program (setpriv and its options), `options`
+  // behind the usual ones.
+  int RunImporter(std::vector<std::string> args = {}, const std::vector<std::string>& options = {}) {
     for (const std::string& a : {std::string(ITUNES_IMPORT_BINARY), std::string("-dbdir"), dir_ / "db",
                                  std::string("-playlist-dir"), dir_ / "playlists", std::string("-itunes-lib"),
                                  dir_ / kLibrary})
       args.push_back(a);
-    return Run(args, dir_.path()).exit_status;
+    args.insert(args.end(), options.begin(), options.end());
+    const RunResult result = Run(args, dir_.path());
+    last_output_ = result.output;
+    return result.exit_status;
   }
   Files Db() const { return Snapshot(dir_ / "db"); }
   Files Playlists() const { return Snapshot(dir_ / "playlists"); }
   const TempDir& dir() const { return dir_; }
+  // What the last run printed.
+  const std::string& output() const { return last_output_; }
 
  private:
   TempDir dir_;
+  std::string last_output_;
 };
 
 // Every kind of track, as the items file shows it.
@@ -82,7 +91,7 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
     return prefix + std::string(marker_at - prefix.size() - 9, 'x') + "</string>" + Str("Genre", "Pop").substr(3);
   };
   const std::string every_kind = LibraryXml(
-      {{101, "Rock+Roll Caf&#233; AC%2FDC 100% Tom &amp; Jerry", "file://localhost/Music/a%20b.mp3",
+      {{101, "Rock+Roll Caf&#233; AC%2FDC 100% Tom &#38; Jerry", "file://localhost/Music/a%20b.mp3",
         Str("Artist", "  Spaced  ") + Str("Album Artist", "Band") + Str("Composer", "Writer") +
             Str("Album", "Record") + Int("Rating", 99) + Str("Genre", "Rock") + Str("Kind", "MPEG audio file") +
             Int("Size", 3000000000L) + Int("Total Time", 3723004) + Int("Track Number", 7) + Int("Bit Rate", 320) +
@@ -108,12 +117,16 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
        {205, "", "file://localhost/Music/missing.mp3", ""},
        {206, "", "file://localhost/Music/book.EPub", ""},
        {207, "", "file://server", ""},
-       {208, "", "", ""},
-       {301, "", "file://localhost/Music/a.mp3", genre_at(1015)},  // marker split across pieces
-       {302, "", "file://localhost/Music/a.mp3", genre_at(1023)},  // marker starting on the lost byte
-       {303, "", "file://localhost/Music/a.mp3", genre_at(1030)},  // marker whole in the second piece
-       {304, std::string(1100, 'n'), "file://localhost/Music/a.mp3", ""}},
+       {208, "", "", ""}},
       {{"Audiobooks", "AB", "", false, {101}, True("Audiobooks")}});
+  // Two keys sharing a line are not the classic layout: the library is
+  // rewritten with each on its own line. A line longer than the 1024-byte
+  // line buffer stays one line and is read in pieces, of which only what a
+  // piece holds whole is seen.
+  const std::string shared_lines = LibraryXml({{301, "", "file://localhost/Music/a.mp3", genre_at(1015)},
+                                               {302, "", "file://localhost/Music/a.mp3", genre_at(1023)},
+                                               {304, std::string(1100, 'n'), "file://localhost/Music/a.mp3", ""}},
+                                              {});
   const std::string a_mp3 = Item("", "", "Music/a.mp3");
   const std::string a_pop = "##017PLUGIN ITUNES ADD\n>>>>\n03020object.item.audioItem.musicTrack\n19003Pop\n"
                             "3C00BMusic/a.mp3\n45001d\n##021PLUGIN ITUNES REPLACE\n>>>>\n19003Pop\n3C00BMusic/a.mp3\n";
@@ -134,8 +147,9 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
   // playlist's items are not taken for its own.
   std::string itemless = LibraryXml({{7, "", "file://localhost/a.m4b", ""}}, {});
   itemless.insert(itemless.find("\t</array>"),
-                  "\t\t<dict>\n" + True("Audiobooks") + "\t\t</dict>\n\t\t<dict>\n\t\t\t<array>\n" +
-                      Int("Track ID", 7) + "\t\t\t</array>\n\t\t</dict>\n");
+                  "\t\t<dict>\n" + True("Audiobooks") + "\t\t</dict>\n\t\t<dict>\n" +
+                      "\t\t\t<key>Playlist Items</key>\n\t\t\t<array>\n\t\t\t\t<dict>\n" + Int("Track ID", 7) +
+                      "\t\t\t\t</dict>\n\t\t\t</array>\n\t\t</dict>\n");
 
   const struct {
     const char* name;
@@ -144,16 +158,18 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
   } cases[] = {
       {"every kind", every_kind,
        "##017PLUGIN ITUNES ADD\n>>>>\n03020object.item.audioItem.musicTrack\n"
-       "14029Rock Roll Caf\xE9 AC/DC 100% Tom &amp; Jerry\n16006Spaced\n18006Writer\n19004Rock\n1A006Record\n"
+       "14025Rock Roll Caf\xE9 AC/DC 100% Tom & Jerry\n16006Spaced\n18006Writer\n19004Rock\n1A006Record\n"
        "1B004Band\n1D0011\n1E0017\n1F0010\n200014\n22009962454896\n230132010-05-04T12:34:56\n2B0011\n2F0012\n"
        "3C00DMusic/a b.mp3\n3D00B-1294967296\n3E00B1:02:03.004\n3F00540000\n4000548000\n45001d\n"
-       "##021PLUGIN ITUNES REPLACE\n>>>>\n14029Rock Roll Caf\xE9 AC/DC 100% Tom &amp; Jerry\n16006Spaced\n"
+       "##021PLUGIN ITUNES REPLACE\n>>>>\n14025Rock Roll Caf\xE9 AC/DC 100% Tom & Jerry\n16006Spaced\n"
        "19004Rock\n1A006Record\n3C00DMusic/a b.mp3\n"
        "##017PLUGIN ITUNES ADD\n>>>>\n0301Bobject.item.videoItem.movie\n14004Clip\n1F00212\n200015\n"
        "2200A1015199999\n3C00FMovies/clip.m4v\n45001d\n600041000\n"
        "##021PLUGIN ITUNES REPLACE\n>>>>\n14004Clip\n3C00FMovies/clip.m4v\n" +
-           Item("", "", "Music/only.mp3") + a_mp3 + a_mp3 + a_pop + a_mp3},
-      {"everything on one line", one_line, Item("Lost", "", "a.mp3")},
+           Item("", "", "Music/only.mp3")},
+      {"keys sharing a line, long lines", shared_lines, a_pop + a_pop + a_mp3},
+      // Rewritten with every key on its own line; the later Location wins.
+      {"everything on one line", one_line, Item("Lost", "A", "a.mp3")},
       {"an Audiobooks playlist without items", itemless, Item("", "", "a.m4b")},
   };
   for (const auto& c : cases) {
@@ -162,7 +178,7 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
                           "a.mp3", "a.m4b"})
       import.Media(m);
     import.Library(c.library);
-    EXPECT_EQ(import.RunImporter(), 0) << c.name;
+    EXPECT_EQ(import.RunImporter(), 0) << c.name << import.output();
     EXPECT_EQ(import.Db(), (Files{{"itunes.import.items", c.items}})) << c.name;
   }
 }
@@ -180,11 +196,11 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
       {105, "Gone", "file://localhost/media/missing.mp3", kFileTrack},
       {106, "Nowhere", "", kFileTrack},
       {107, "Book", "file://localhost/media/book.epub", kFileTrack},
-      {108, "Tom &amp; Jerry", "file://localhost/media/Caf%C3%A9%20%26%20Bar.mp3", kFileTrack},
+      {108, "Tom &#38; Jerry", "file://localhost/media/Caf%C3%A9%20%26%20Bar.mp3", kFileTrack},
       {109, "Photo", "file://localhost/media/photo.jpg", kFileTrack},
   };
   const std::string kHidden = "\t\t\t<key>Visible</key><false/>\n";
-  const std::string video_first = "Old: 80s/Deeper/Deepest/Rock &amp; Roll (iTunes)";
+  const std::string video_first = "Old: 80s/Deeper/Deepest/Rock & Roll (iTunes)";
   const std::string every_char = "a\\b+c*d<e>f|g@h$i\"j'k&l?m~n:o/p q (iTunes)";
   const std::vector<LibraryPlaylist> playlists = {
       {"Library", "L0", "", false, {101, 102, 104}, kHidden},
@@ -196,7 +212,7 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
       {"Deepest", "F3", "F2", true, {}, ""},
       // The first track decides the kind; unknown, protected and
       // location-less tracks are left out, duplicates kept.
-      {"Rock &amp; Roll", "P1", "F3", false, {102, 101, 106, 999, 101, 103}, ""},
+      {"Rock &#38; Roll", "P1", "F3", false, {102, 101, 106, 999, 101, 103}, ""},
       {"Mix", "P2", "", false, {101, 104, 105}, ""},
       // Not recorded by the folder pass: no file; its tracks go to the
       // playlist before it and surface when that one is merged into below.
@@ -206,7 +222,7 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
       {"Mix", "P5", "", false, {107, 108}, ""},  // same name and kind: merged
       {"Mix", "P6", "", false, {102}, ""},       // same name, other kind
       // A picture first track makes a music playlist in a file marked "P".
-      {"a\\b%2Bc*d<e>f|g@h$i\"j'k&l?m~n:o/p+q", "P7", "", false, {109, 108}, ""},
+      {"a\\b%2Bc*d&#60;e&#62;f|g@h$i\"j'k&#38;l?m~n:o/p+q", "P7", "", false, {109, 108}, ""},
   };
   import.Library(LibraryXml(tracks, playlists));
   // Outputs of an earlier run are replaced, files of vanished playlists
@@ -218,12 +234,12 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
   for (const char* name : {"iTunes Library.xml.tmp", "iT.tmp.old", "Library.tmp", "it.tmp", "iTunes.xml"})
     WriteFile(import.dir() / name, "");
 
-  ASSERT_EQ(import.RunImporter(), 0);
+  ASSERT_EQ(import.RunImporter(), 0) << import.output();
 
   const std::string cafe = "media/Caf\xc3\xa9 &amp; Bar.mp3";
   const Files items = {{"itunes.import.items", Item("One", "Ann", "media/one.mp3") +
                                                    Item("Clip", "", "media/clip.m4v", true) +
-                                                   Item("Tom &amp; Jerry", "", "media/Caf\xc3\xa9 & Bar.mp3") +
+                                                   Item("Tom & Jerry", "", "media/Caf\xc3\xa9 & Bar.mp3") +
                                                    Item("Photo", "", "media/photo.jpg")}};
   const Files expected_playlists = {
       {Wpl("Gone_(iTunes)##M"), "vanished"},
@@ -231,8 +247,8 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
                                            {"media/one.mp3", "http://radio.example/live.mp3", "media/missing.mp3",
                                             cafe, "media/book.epub", cafe})},
       {Wpl("Mix_(iTunes)##V"), ImportedWpl("Mix (iTunes)", 'V', {"media/clip.m4v"})},
-      {Wpl("Old__80s_Deeper_Deepest_Rock__amp;_Roll_(iTunes)##V"),
-       ImportedWpl("Old: 80s/Deeper/Deepest/Rock &amp;amp; Roll (iTunes)", 'V',
+      {Wpl("Old__80s_Deeper_Deepest_Rock___Roll_(iTunes)##V"),
+       ImportedWpl("Old: 80s/Deeper/Deepest/Rock &amp; Roll (iTunes)", 'V',
                    {"media/clip.m4v", "media/one.mp3", "media/one.mp3"})},
       {Wpl("a_b_c_d_e_f_g_h_i_j_k_l_m_n_o_p_q_(iTunes)##P"),
        ImportedWpl("a\\b+c*d&lt;e&gt;f|g@h$i&quot;j&apos;k&amp;l?m~n:o/p q (iTunes)", 'M',
@@ -259,50 +275,58 @@ TEST(Import, WritesItemsPlaylistsAndTheListByteForByte) {
   EXPECT_EQ(import.Playlists(), again);
 }
 
-// Libraries broken in every way a file can be: the run ends normally with
-// the outputs that what could be read gives. Without a playlist the
-// playlist directory is left as it was.
-TEST(Import, BadLibrariesEndNormally) {
+// A library that is not a complete property list, or not a regular file, is
+// refused with one line naming the file and the fault: exit 255, the earlier
+// outputs untouched. A complete library is imported whatever else is odd.
+TEST(Import, IncompleteLibrariesAreRefusedAndTheEarlierOutputsKept) {
   const LibraryTrack one_track = {1, "", "file://localhost/media/one.mp3", kFileTrack};
   const std::string track = LibraryXml({one_track}, {});
   const std::string whole = LibraryXml({one_track}, {{"A", "P1", "", false, {1}, ""}});
-  const std::string one = Item("", "", "media/one.mp3");
   std::string binary;
   for (uint32_t x = 1, i = 0; i < 200000; ++i) binary += static_cast<char>((x = x * 1103515245u + 12345u) >> 23);
   const std::string megabytes(3 << 20, 'x');
   const size_t location_at = track.find("\t\t\t<key>Location");
-  enum Form { kText, kDirectory, kUnreadable };
+  enum Form { kText, kDirectory, kFifo, kDevZero, kUnreadable };
   const struct {
     const char* name;
     std::string library;
-    std::string items;
-    bool playlist;
+    std::string problem;  // empty: imported
     Form form = kText;
   } cases[] = {
-      {"empty", "", "", false},
-      {"binary", binary, "", false},
-      {"tracks, no playlists", track, one, false},
-      {"truncated inside a track, after its location", track.substr(0, track.find("\t\t</dict>")), one, false},
-      {"truncated inside the location line", track.substr(0, track.find(".mp3</string>")), "", false},
-      {"no trailing newline", whole.substr(0, whole.size() - 1), one, true},
-      {"a last line of megabytes without newline", whole + megabytes, one, true},
+      {"empty", "", "line 1: no element found"},
+      {"binary", binary, "not well-formed"},
+      {"truncated inside a track", track.substr(0, track.find("\t\t</dict>")), "no element found"},
+      {"truncated inside the location line", track.substr(0, track.find(".mp3</string>")), "line 11: "},
+      {"truncated before </plist>", whole.substr(0, whole.rfind("</plist>")), "no element found"},
+      {"text after </plist>", whole + megabytes, "junk after document element"},
+      {"not a property list", "<html><body>x</body></html>\n", "line 1: not a property list"},
+      {"no Tracks dict", "<plist><dict><key>Playlists</key><array/></dict></plist>", "no Tracks dict"},
+      {"a directory", "", "not a regular file", kDirectory},
+      {"a FIFO", "", "not a regular file", kFifo},
+      {"/dev/zero", "", "not a regular file", kDevZero},
+      {"unreadable", whole, "can not be read", kUnreadable},
+      {"no trailing newline", whole.substr(0, whole.size() - 1), ""},
       {"a line of megabytes inside a track",
-       track.substr(0, location_at) + megabytes + "\n" + track.substr(location_at), one, false},
-      {"a directory, which can be opened but not read", "", "", false, kDirectory},
-      {"unreadable", whole, "", false, kUnreadable},
+       track.substr(0, location_at) + megabytes + "\n" + track.substr(location_at), ""},
+      {"no tracks at all", "<plist><dict><key>Tracks</key><dict/></dict></plist>", ""},
   };
+  const Files old_db = {{"itunes.import.items", "old items"}};
+  const Files old_playlists = {{"itunes.log", "Old (iTunes)\r\n"}, {Wpl("Old_(iTunes)##M"), "old"}};
   for (const auto& c : cases) {
     Import import;
     import.Media("media/one.mp3");
-    WriteFile(import.dir() / "playlists/itunes.log", "Old (iTunes)\r\n");
+    WriteFile(import.dir() / "db/itunes.import.items", "old items");
+    for (const auto& [name, text] : old_playlists) WriteFile(import.dir() / ("playlists/" + name), text);
+    const std::string library = import.dir() / kLibrary;
     std::vector<std::string> prefix;
-    if (c.form == kDirectory) {
-      mkdir((import.dir() / kLibrary).c_str(), 0755);
-    } else {
-      import.Library(c.library);
+    if (c.form == kDirectory) mkdir(library.c_str(), 0755);
+    if (c.form == kFifo) mkfifo(library.c_str(), 0644);
+    if (c.form == kDevZero) {
+      ASSERT_EQ(symlink("/dev/zero", library.c_str()), 0);
     }
+    if (c.form == kText || c.form == kUnreadable) import.Library(c.library);
     if (c.form == kUnreadable) {
-      chmod((import.dir() / kLibrary).c_str(), 0);
+      chmod(library.c_str(), 0);
       // Root reads any file whatever its mode: as root the importer runs as
       // "nobody" for this case.
       if (geteuid() == 0) {
@@ -313,13 +337,22 @@ TEST(Import, BadLibrariesEndNormally) {
         for (const char* d : {"", "/db", "/playlists", "/media"}) chmod((import.dir().path() + d).c_str(), 0777);
       }
     }
-    EXPECT_EQ(import.RunImporter(prefix), 0) << c.name;
-    EXPECT_EQ(import.Db(), (Files{{"itunes.import.items", c.items}})) << c.name;
-    const Files written = {{Wpl("A_(iTunes)##M"), ImportedWpl("A (iTunes)", 'M', {"media/one.mp3"})},
-                           {"itunes.log", "A (iTunes)\r\n"}};
-    const Files untouched = {{"itunes.log", "Old (iTunes)\r\n"}};
-    EXPECT_EQ(import.Playlists(), c.playlist ? written : untouched)
-        << c.name;
+    const std::string log = import.dir() / "import.log";
+    const std::vector<std::string> options = {"-logfile", log};
+    if (c.problem.empty()) {
+      EXPECT_EQ(import.RunImporter(prefix, options), 0) << c.name << import.output();
+      const std::string items = c.library.find("one.mp3") == std::string::npos ? "" : Item("", "", "media/one.mp3");
+      EXPECT_EQ(import.Db(), (Files{{"itunes.import.items", items}})) << c.name;
+      continue;
+    }
+    EXPECT_EQ(import.RunImporter(prefix, options), 255) << c.name;
+    const std::string line = "itunes-import: " + library + " is not a complete iTunes library: ";
+    EXPECT_EQ(import.output().rfind(line, 0), 0u) << c.name << ": " << import.output();
+    EXPECT_NE(import.output().find(c.problem), std::string::npos) << c.name << ": " << import.output();
+    EXPECT_EQ(std::count(import.output().begin(), import.output().end(), '\n'), 1) << c.name;
+    EXPECT_NE(ReadFile(log).find(library + " is not a complete iTunes library: "), std::string::npos) << c.name;
+    EXPECT_EQ(import.Db(), old_db) << c.name;
+    EXPECT_EQ(import.Playlists(), old_playlists) << c.name;
   }
 }
 

@@ -20,6 +20,10 @@ class LineScanner;
 
 struct ImportRun {
   char library_path[kPathBufferSize];
+  // The file the passes read: the library itself, or its rewrite into the
+  // classic layout in the work directory.
+  char scan_path[kPathBufferSize];
+  bool rewritten;  // scan_path is the rewrite
   char database_dir[kPathBufferSize];
   char playlist_dir[kPathBufferSize];
   char work_dir[kPathBufferSize];
@@ -31,8 +35,9 @@ struct ImportRun {
   TrackList tracks;          // pass 3: every track that was not protected
 };
 
-// Pass 1: the track ids of the "Audiobooks" playlist.
-void read_audiobook_ids(ImportRun& run);
+// Pass 1: the track ids of the "Audiobooks" playlist. True when the file is
+// in the classic layout and complete (plist_layout.hpp).
+bool read_audiobook_ids(ImportRun& run);
 // Pass 2: playlist folders and names.
 void read_playlist_folders(ImportRun& run);
 // Pass 3: every track into the items file; at the "<key>Playlists</key>"

@@ -4,13 +4,18 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <sys/stat.h>
+
 #include <string_view>
 
 #include "base/file.h"
 #include "base/file_system.h"
 #include "base/log.h"
+#include "base/status.h"
+#include "importer/track_lists.hpp"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
+#include "importer/plist_rewrite.hpp"
 
 namespace importer {
 namespace {
@@ -107,6 +112,42 @@ void prepare_work_dir(ImportRun& run) {
   (void)upnp_file_mkdir(run.work_dir);
 }
 
+// A library that is not a complete property list is not imported: the
+// earlier outputs stay as they are, and the media server's user learns why.
+[[noreturn]] void refuse_library(const ImportRun& run, const char* problem) {
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s is not a complete iTunes library: %s",
+           run.library_path, problem);
+  upnp_log_close();
+  fprintf(stderr, "itunes-import: %s is not a complete iTunes library: %s\n", run.library_path, problem);
+  if (run.work_dir[0] != '\0') upnp_file_rmdir(run.work_dir);
+  exit_with_error();
+}
+
+// Pass 1 reads the library itself; a library that is not in the classic
+// layout, or not complete in it, is rewritten by the XML reader into the
+// work directory (which checks it whole), and every pass reads the copy.
+void check_layout(ImportRun& run) {
+  format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
+  if (read_audiobook_ids(run)) return;
+  audiobook_list_free(run.audiobooks);
+  char scratch[kPathBufferSize];
+  format_cut(scratch, sizeof scratch, "%s%citunes.library.scratch", run.work_dir, kSeparator);
+  format_cut(run.scan_path, kPathBufferSize, "%s%citunes.library.classic", run.work_dir, kSeparator);
+  char problem[kRewriteProblemSize];
+  const int32_t status = rewrite_to_classic(run.library_path, scratch, run.scan_path, problem);
+  if (status == UPNP_NOMEM) {
+    // Says nothing about the library: read it as it is, as every pass
+    // drops what it has no memory for.
+    upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
+    format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
+  } else if (status != UPNP_OK) {
+    refuse_library(run, problem);
+  } else {
+    run.rewritten = true;
+  }
+  (void)read_audiobook_ids(run);
+}
+
 bool open_temp_items_file(ImportRun& run) {
   format_cut(run.temp_items_path, kPathBufferSize, "%s%citunes.import.temp.items", run.work_dir, kSeparator);
   upnp_file_unlink(run.temp_items_path);
@@ -142,16 +183,20 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
     upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "Can not access iTunes library file: %s", run.library_path);
     exit_with_error();
   }
+  // A FIFO would block the run and a device or directory reads as an empty
+  // library: only a regular file (or a link to one) is read at all.
+  if (!S_ISREG(info.mode)) refuse_library(run, "not a regular file");
 
   prepare_work_dir(run);
+  check_layout(run);
   if (open_temp_items_file(run)) {
-    read_audiobook_ids(run);
     read_playlist_folders(run);
     read_tracks_and_playlists(run);
-    free_import_lists(run);
     upnp_file_close(run.items_file);
     run.items_file = nullptr;
   }
+  free_import_lists(run);
+  if (run.rewritten) upnp_file_unlink(run.scan_path);
   move_outputs_into_place(run);
 
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s imported", run.library_path);

@@ -29,7 +29,7 @@ void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
 
 void read_tracks_and_playlists(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
-  if (!scanner.open(run.library_path)) return;
+  if (!scanner.open(run.scan_path)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
   while (!scanner.at_end()) {
