@@ -356,4 +356,159 @@ TEST(Import, IncompleteLibrariesAreRefusedAndTheEarlierOutputsKept) {
   }
 }
 
+// One library as a tree, written out in the layouts users' libraries come in.
+struct Plist {
+  enum Kind { kDict, kArray, kString, kInteger, kData, kTrue, kFalse } kind;
+  std::string text;
+  std::vector<std::pair<std::string, Plist>> entries;  // a dict's keys in order
+  std::vector<Plist> items;                             // an array's
+};
+Plist S(const std::string& text) { return {Plist::kString, text, {}, {}}; }
+Plist N(long value) { return {Plist::kInteger, std::to_string(value), {}, {}}; }
+Plist D(std::vector<std::pair<std::string, Plist>> entries) { return {Plist::kDict, "", std::move(entries), {}}; }
+const Plist kYes = {Plist::kTrue, "", {}, {}};
+const Plist kNo = {Plist::kFalse, "", {}, {}};
+
+struct Layout {
+  const char* name;
+  bool crlf = false;
+  bool named_entities = false;  // "&amp;", "&lt;", "&gt;", "&quot;"; else "&#38;", "&#60;", "&#62;"
+  bool value_lines = false;     // each value on the line after its key, indented by two spaces
+  bool sorted_keys = false;     // as Python's plistlib writes by default
+  bool current_order = false;   // a playlist's keys as current iTunes versions write them
+};
+
+std::string Escaped(const std::string& text, const Layout& layout) {
+  std::string out;
+  for (char c : text) {
+    if (c == '&') out += layout.named_entities ? "&amp;" : "&#38;";
+    else if (c == '<') out += layout.named_entities ? "&lt;" : "&#60;";
+    else if (c == '>') out += layout.named_entities ? "&gt;" : "&#62;";
+    else if (c == '"' && layout.named_entities) out += "&quot;";
+    else out += c;
+  }
+  return out;
+}
+
+void Render(const Plist& node, const Layout& layout, const std::string& indent, std::string key, std::string& out) {
+  const std::string nl = layout.crlf ? "\r\n" : "\n";
+  const std::string step = layout.value_lines ? "  " : "\t";
+  if (!key.empty()) {
+    key = indent + "<key>" + Escaped(key, layout) + "</key>";
+    const bool own_line = layout.value_lines || node.kind == Plist::kDict || node.kind == Plist::kArray;
+    out += key + (own_line ? nl + indent : "");
+  } else {
+    out += indent;
+  }
+  switch (node.kind) {
+    case Plist::kString: out += "<string>" + Escaped(node.text, layout) + "</string>" + nl; return;
+    case Plist::kInteger: out += "<integer>" + node.text + "</integer>" + nl; return;
+    case Plist::kData: out += "<data>" + nl + indent + node.text + nl + indent + "</data>" + nl; return;
+    case Plist::kTrue: out += std::string(layout.value_lines ? "<true />" : "<true/>") + nl; return;
+    case Plist::kFalse: out += std::string(layout.value_lines ? "<false></false>" : "<false/>") + nl; return;
+    case Plist::kArray:
+      out += "<array>" + nl;
+      for (const Plist& item : node.items) Render(item, layout, indent + step, "", out);
+      out += indent + "</array>" + nl;
+      return;
+    case Plist::kDict: break;
+  }
+  auto entries = node.entries;
+  if (layout.sorted_keys) std::sort(entries.begin(), entries.end(), [](auto& a, auto& b) { return a.first < b.first; });
+  if (layout.current_order && !entries.empty() && entries[0].first == "Name") {
+    // "Name" after the identifiers and the folder mark, before the items.
+    const auto items = std::find_if(entries.begin(), entries.end(), [](auto& e) { return e.first == "Playlist Items"; });
+    std::rotate(entries.begin(), entries.begin() + 1, items);
+  }
+  out += "<dict>" + nl;
+  for (const auto& [k, v] : entries) Render(v, layout, indent + step, k, out);
+  out += indent + "</dict>" + nl;
+}
+
+// Every layout of the same library imports to the same files, byte for byte.
+TEST(Import, EveryLayoutOfOneLibraryGivesTheSameOutputs) {
+  const auto track = [](long id, const std::string& name, const std::string& location,
+                        std::vector<std::pair<std::string, Plist>> extra) {
+    std::vector<std::pair<std::string, Plist>> keys = {{"Track ID", N(id)}, {"Name", S(name)}};
+    keys.insert(keys.end(), extra.begin(), extra.end());
+    keys.push_back({"Track Type", S(location.rfind("http", 0) == 0 ? "URL" : "File")});
+    if (!location.empty()) keys.push_back({"Location", S(location)});
+    return std::pair<std::string, Plist>{std::to_string(id), D(keys)};
+  };
+  const auto playlist = [](const std::string& name, const std::string& id, const std::string& parent,
+                           std::vector<long> items, std::vector<std::pair<std::string, Plist>> extra = {}) {
+    std::vector<std::pair<std::string, Plist>> keys = {{"Name", S(name)}, {"Playlist ID", N(7)},
+                                                       {"Playlist Persistent ID", S(id)}};
+    if (!parent.empty()) keys.push_back({"Parent Persistent ID", S(parent)});
+    keys.push_back({"All Items", kYes});
+    keys.insert(keys.end(), extra.begin(), extra.end());
+    if (items.empty()) return D(keys);
+    Plist array = {Plist::kArray, "", {}, {}};
+    for (long item : items) array.items.push_back(D({{"Track ID", N(item)}}));
+    keys.push_back({"Playlist Items", array});
+    return D(keys);
+  };
+  const std::string odd = "Tom & Jerry <Live> \"Best\" 'Of' Caf\xc3\xa9 \xe6\x97\xa5\xe6\x9c\xac";
+  // Ids 999 and 1000 sort the other way round as text.
+  const Plist tracks = D({track(998, odd, "file://localhost/media/Caf%C3%A9%20%26%20Bar.mp3", {{"Artist", S("A & B")}}),
+                          track(999, "Clip", "file://localhost/media/clip.m4v", {{"Has Video", kYes}, {"Year", N(1999)}}),
+                          track(1000, "Book", "file://localhost/media/book.m4b", {{"Genre", S("Audiobook")}}),
+                          track(1001, "Locked", "file://localhost/media/drm.m4p", {{"Protected", kYes}}),
+                          track(1002, "Radio", "http://radio.example/live", {}),
+                          track(1003, "Gone", "file://localhost/media/missing.mp3", {}),
+                          track(1004, "Nowhere", "", {}),
+                          track(1005, "Read", "file://localhost/media/read.epub", {})});
+  const Plist playlists = {
+      Plist::kArray, "", {}, {
+          playlist("Library", "L0", "", {998, 999}, {{"Master", kYes}, {"Visible", kNo}}),
+          playlist("Audiobooks", "AB", "", {1000}, {{"Distinguished Kind", N(5)}, {"Audiobooks", kYes}}),
+          playlist("Top", "S1", "", {998}, {{"Smart Info", {Plist::kData, "AQEAAw==", {}, {}}}}),
+          playlist("Old: 80s", "F1", "", {}, {{"Folder", kYes}}),
+          playlist(odd, "F2", "F1", {}, {{"Folder", kYes}}),
+          playlist("Mix", "P1", "F2", {999, 998, 1002, 1003, 1004, 1005}),
+          playlist("Mix", "P2", "F1", {998, 1000}),
+          playlist("Mix", "P3", "", {1001, 998}),
+          playlist("Empty", "P4", "", {}),
+      }};
+  const Plist root = D({{"Major Version", N(1)}, {"Application Version", S("12.9")},
+                        {"Music Folder", S("file://localhost/media/")}, {"Tracks", tracks}, {"Playlists", playlists}});
+  const Layout layouts[] = {
+      {"classic"},
+      {"CR LF", true},
+      {"current playlist key order", false, false, false, false, true},
+      {"values on their own lines", false, false, true},
+      {"named entities", false, true},
+      {"sorted keys", false, false, false, true},
+      {"all of them", true, true, true, true, true},
+  };
+  Files db;
+  Files playlists_out;
+  for (const Layout& layout : layouts) {
+    std::string text = std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>") + (layout.crlf ? "\r\n" : "\n") +
+                       "<plist version=\"1.0\">" + (layout.crlf ? "\r\n" : "\n");
+    Render(root, layout, "", "", text);
+    text += "</plist>\n";
+    Import import;
+    for (const char* m : {"media/Caf\xc3\xa9 & Bar.mp3", "media/clip.m4v", "media/book.m4b", "media/drm.m4p",
+                          "media/read.epub"})
+      import.Media(m);
+    import.Library(text);
+    ASSERT_EQ(import.RunImporter(), 0) << layout.name << import.output();
+    if (db.empty()) {
+      db = import.Db();
+      playlists_out = import.Playlists();
+      // Same-named playlists in other folders stay apart; folders, the
+      // smart and the library's own lists (Audiobooks too) make no file.
+      const std::string folder = "Old__80s_Tom___Jerry__Live___Best___Of__Caf\xc3\xa9_\xe6\x97\xa5\xe6\x9c\xac_";
+      EXPECT_EQ(playlists_out.size(), 4u);
+      EXPECT_EQ(playlists_out.count(Wpl(folder + "Mix_(iTunes)##V")), 1u);
+      EXPECT_EQ(playlists_out.count(Wpl("Old__80s_Mix_(iTunes)##M")), 1u);
+      EXPECT_NE(db["itunes.import.items"].find(odd), std::string::npos);
+      continue;
+    }
+    EXPECT_EQ(import.Db(), db) << layout.name;
+    EXPECT_EQ(import.Playlists(), playlists_out) << layout.name;
+  }
+}
+
 }  // namespace
