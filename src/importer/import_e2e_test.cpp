@@ -511,4 +511,48 @@ TEST(Import, EveryLayoutOfOneLibraryGivesTheSameOutputs) {
   }
 }
 
+// Names too long for a file name get a cut one; the title and the list keep
+// the whole name. Control characters become "_" in the file name and spaces
+// in the title and the list.
+TEST(Import, LongAndOddPlaylistNamesEachGetTheirFile) {
+  Import import;
+  import.Media("media/a.mp3");
+  std::string japanese;
+  for (int i = 0; i < 75; ++i) japanese += "\xe6\x97\xa5";
+  const std::string folder(100, 'f');
+  const std::vector<std::pair<std::string, std::string>> names = {  // as written, as imported
+      {std::string(224, 'a'), std::string(224, 'a')},
+      {std::string(300, 'b') + "1", std::string(300, 'b') + "1"},
+      {std::string(300, 'b') + "2", std::string(300, 'b') + "2"},
+      {japanese, japanese},
+      {japanese + std::string(600, 'c'), japanese + std::string(600, 'c')},
+      {"line&#10;break&#13;here", "line break here"},
+  };
+  std::vector<LibraryPlaylist> playlists = {{folder, "F", "", true, {}, ""}};
+  std::vector<std::string> expected_list;
+  for (size_t i = 0; i < names.size(); ++i) {
+    playlists.push_back({names[i].first, "P" + std::to_string(i), "F", false, {1}, ""});
+    expected_list.push_back(folder + "/" + names[i].second + " (iTunes)");
+  }
+  import.Library(LibraryXml({{1, "", "file://localhost/media/a.mp3", kFileTrack}}, playlists));
+  ASSERT_EQ(import.RunImporter(), 0) << import.output();
+  std::vector<std::string> titles;
+  std::string list;
+  for (const auto& [name, text] : import.Playlists()) {
+    if (name == "itunes.log") {
+      list = text;
+      continue;
+    }
+    EXPECT_LE(name.size(), 255u) << name;
+    const size_t open = text.find("<title>") + 7;
+    titles.push_back(text.substr(open, text.find("</title>") - open));
+  }
+  std::string expected_text;
+  for (const std::string& name : expected_list) expected_text += name + "\r\n";
+  EXPECT_EQ(list, expected_text);
+  std::sort(expected_list.begin(), expected_list.end());
+  std::sort(titles.begin(), titles.end());
+  EXPECT_EQ(titles, expected_list);
+}
+
 }  // namespace

@@ -99,6 +99,7 @@ void PlaylistWriter::add_track(const char* location) {
 
 void PlaylistWriter::start_file(char kind) {
   append_itunes_suffix(name_);
+  blank_control_characters(name_);
   char base[kWplBaseSize];
   char path[kPathBufferSize];
   wpl_file_base(name_, kind, base);
