@@ -105,8 +105,8 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
         Int("Rating", 100) + Int("Size", 1000) + Int("Total Time", 0) + Int("Track Number", 0) +
             Int("Bit Rate", 0) + Int("Sample Rate", 0) + Int("Play Count", 12) +
             Str("Date Modified", "2011-12-31T23:59:59Z") + Key("Play Date UTC", "data", "AAAA") +
-            Key("Artist", "data", "AAAA") + Int("Year", 2001) + True("Has Video") + kFileTrack},
-       {103, "", "file://localhost/Music/only.mp3", ""},
+            Key("Artist", "data", "AAAA") + Int("Year", 10000) + True("Has Video") + kFileTrack},
+       {103, "", "file://localhost/Music/only.mp3", Int("Year", 5)},
        // Not written: protected, no location, a location without a string,
        // a URL track, a missing file, an e-book in any case, a host with
        // nothing behind it, no keys at all.
@@ -159,14 +159,16 @@ TEST(Import, ItemsFileForTracksOfEveryKind) {
       {"every kind", every_kind,
        "##017PLUGIN ITUNES ADD\n>>>>\n03020object.item.audioItem.musicTrack\n"
        "14025Rock Roll Caf\xE9 AC/DC 100% Tom & Jerry\n16006Spaced\n18006Writer\n19004Rock\n1A006Record\n"
-       "1B004Band\n1D0011\n1E0017\n1F0010\n200014\n22009962454896\n230132010-05-04T12:34:56\n2B0011\n2F0012\n"
+       "1B004Band\n1D0011\n1E0017\n1F0010\n200014\n2100A1999-01-01\n22009962454896\n230132010-05-04T12:34:56\n"
+       "2B0011\n2F0012\n"
        "3C00DMusic/a b.mp3\n3D00B-1294967296\n3E00B1:02:03.004\n3F00540000\n4000548000\n45001d\n"
        "##021PLUGIN ITUNES REPLACE\n>>>>\n14025Rock Roll Caf\xE9 AC/DC 100% Tom & Jerry\n16006Spaced\n"
        "19004Rock\n1A006Record\n3C00DMusic/a b.mp3\n"
        "##017PLUGIN ITUNES ADD\n>>>>\n0301Bobject.item.videoItem.movie\n14004Clip\n1F00212\n200015\n"
        "2200A1015199999\n3C00FMovies/clip.m4v\n45001d\n600041000\n"
-       "##021PLUGIN ITUNES REPLACE\n>>>>\n14004Clip\n3C00FMovies/clip.m4v\n" +
-           Item("", "", "Music/only.mp3")},
+       "##021PLUGIN ITUNES REPLACE\n>>>>\n14004Clip\n3C00FMovies/clip.m4v\n"
+       "##017PLUGIN ITUNES ADD\n>>>>\n03020object.item.audioItem.musicTrack\n2100A0005-01-01\n3C00EMusic/only.mp3\n"
+       "45001d\n##021PLUGIN ITUNES REPLACE\n>>>>\n3C00EMusic/only.mp3\n"},
       {"keys sharing a line, long lines", shared_lines, a_pop + a_pop + a_mp3},
       // Rewritten with every key on its own line; the later Location wins.
       {"everything on one line", one_line, Item("Lost", "A", "a.mp3")},

@@ -210,10 +210,14 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
       }
       break;
     case TrackKey::kYear:
-      // A year alone is shorter than a full date, so the setter drops it;
-      // handing it over all the same keeps a library that stores a full
-      // date there.
-      set_text(track, DB_PROP_DATE, extract_value(line, "integer"));
+      // The date setter keeps full dates only: a year becomes its first
+      // day, which the media server shows as the year. Other values are
+      // dropped.
+      if (read_integer(line, number) && number >= 1 && number <= 9999) {
+        char date[sizeof "YYYY-01-01"];
+        format_cut(date, sizeof date, "%04u-01-01", static_cast<unsigned>(number));
+        set_text(track, DB_PROP_DATE, upnp_strdup(date));
+      }
       break;
     case TrackKey::kHasVideo:
       track.video = true;
