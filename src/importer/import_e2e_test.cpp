@@ -397,7 +397,8 @@ void Render(const Plist& node, const Layout& layout, const std::string& indent, 
   const std::string step = layout.value_lines ? "  " : "\t";
   if (!key.empty()) {
     key = indent + "<key>" + Escaped(key, layout) + "</key>";
-    const bool own_line = layout.value_lines || node.kind == Plist::kDict || node.kind == Plist::kArray;
+    const bool own_line = layout.value_lines || node.kind == Plist::kDict || node.kind == Plist::kArray ||
+                          node.kind == Plist::kData;
     out += key + (own_line ? nl + indent : "");
   } else {
     out += indent;
@@ -495,7 +496,13 @@ TEST(Import, EveryLayoutOfOneLibraryGivesTheSameOutputs) {
                           "media/read.epub"})
       import.Media(m);
     import.Library(text);
-    ASSERT_EQ(import.RunImporter(), 0) << layout.name << import.output();
+    ASSERT_EQ(import.RunImporter({}, {"-summary"}), 0) << layout.name << import.output();
+    EXPECT_EQ(import.output(),
+              "tracks in the library: 8\ntracks written: 3\nleft out, protected: 1\nleft out, no location: 1\n"
+              "left out, URL: 1\nleft out, missing file: 1\nleft out, book: 1\nplaylists written: 3\n"
+              "rewritten into the classic layout: " +
+                  std::string(db.empty() ? "no" : "yes") + "\n")
+        << layout.name;
     if (db.empty()) {
       db = import.Db();
       playlists_out = import.Playlists();

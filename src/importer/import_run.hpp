@@ -6,6 +6,7 @@
 #include <stddef.h>
 
 #include "importer/track_lists.hpp"
+#include "importer/track_mapping.hpp"
 
 struct upnp_file;
 
@@ -33,6 +34,8 @@ struct ImportRun {
   AudiobookList audiobooks;  // pass 1: ids of the tracks of the "Audiobooks" playlist
   FolderList* folders;       // pass 2: playlist folders, newest first
   TrackList tracks;          // pass 3: every track that was not protected
+  TrackCounts track_counts;  // pass 3, for the summary
+  uint32_t playlists_written;
 };
 
 // Pass 1: the track ids of the "Audiobooks" playlist. True when the file is

@@ -29,6 +29,7 @@ struct Options {
   const char* playlist_dir = nullptr;
   const char* base = nullptr;
   const char* library = nullptr;
+  bool summary = false;
 };
 
 // The run's buffers are process-wide, as the server's callers expect of a
@@ -70,6 +71,7 @@ LoopEnd parse_arguments(int argc, char** argv, Options& options) {
       upnp_log_set_mask(LOG_PLUGIN);
       upnp_log_set_level(UPNP_LOG_ERROR);
     }
+    if (word == "-summary") options.summary = true;
     if (word == "-check") {
       upnp_log_close();
       return LoopEnd::kReturnZero;
@@ -148,6 +150,24 @@ void check_layout(ImportRun& run) {
   (void)read_audiobook_ids(run);
 }
 
+// The report of -summary, on standard output.
+void print_summary(const ImportRun& run) {
+  const TrackCounts& counts = run.track_counts;
+  printf(
+      "tracks in the library: %u\n"
+      "tracks written: %u\n"
+      "left out, protected: %u\n"
+      "left out, no location: %u\n"
+      "left out, URL: %u\n"
+      "left out, missing file: %u\n"
+      "left out, book: %u\n"
+      "playlists written: %u\n"
+      "rewritten into the classic layout: %s\n",
+      counts.seen, counts.written, counts.is_protected, counts.no_location, counts.url, counts.missing_file,
+      counts.book, run.playlists_written, run.rewritten ? "yes" : "no");
+  fflush(stdout);
+}
+
 bool open_temp_items_file(ImportRun& run) {
   format_cut(run.temp_items_path, kPathBufferSize, "%s%citunes.import.temp.items", run.work_dir, kSeparator);
   upnp_file_unlink(run.temp_items_path);
@@ -201,5 +221,6 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
 
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s imported", run.library_path);
   upnp_log_close();
+  if (options.summary) print_summary(run);
   return 0;
 }

@@ -106,6 +106,7 @@ void PlaylistWriter::start_file(char kind) {
   wpl_file_path(run_.work_dir, base, path);
   upnp_file_unlink(path);
   append_to_list();
+  ++run_.playlists_written;
   wpl_ = upnp_file_open_write(path);
   const uint32_t type = kind == 'V' ? UPNP_WPL_TYPE_VIDEO : UPNP_WPL_TYPE_MUSIC;
   // On failure the identifier is 0: the entries and the file's text are lost.

@@ -88,8 +88,17 @@ bool ends_with_epub(const char* path) {
   return length >= kEpub.size() && strcasecmp(path + length - kEpub.size(), kEpub.data()) == 0;
 }
 
-bool is_written(const TrackState& track) {
-  return track.protocol != 'h' && upnp_file_exists(track.location) && !ends_with_epub(track.location);
+// Counts the track under the first reason that leaves it out.
+bool is_written(TrackState& track) {
+  TrackCounts& counts = track.counts;
+  uint32_t& reason = track.is_protected    ? counts.is_protected
+                     : !track.has_location ? counts.no_location
+                     : track.protocol == 'h' ? counts.url
+                     : !upnp_file_exists(track.location) ? counts.missing_file
+                     : ends_with_epub(track.location)    ? counts.book
+                                                         : counts.written;
+  ++reason;
+  return &reason == &counts.written;
 }
 
 void write_records(TrackState& track, ItemsWriter& items) {
@@ -234,7 +243,8 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 }
 
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
-  if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
+  ++track.counts.seen;
+  if (is_written(track)) write_records(track, items);
   db_object_free(track.record);
   track.record = nullptr;
   // A protected track is not offered to the playlists either; every other

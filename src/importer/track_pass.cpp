@@ -39,10 +39,12 @@ void read_tracks_and_playlists(ImportRun& run) {
       read_track(run, scanner, track);
       end_track(track, items, run.tracks);
     } else if (strstr(line, "<key>Playlists</key>") != nullptr) {
+      run.track_counts = track.counts;
       write_playlists(run, scanner);
       return;
     }
   }
+  run.track_counts = track.counts;
 }
 
 void free_import_lists(ImportRun& run) {
