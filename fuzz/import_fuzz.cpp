@@ -1,8 +1,9 @@
 // libFuzzer target for the whole import: any bytes as the library file, all
 // three passes, the items, WPL and list files and the final move. Each input
 // gets a fresh scratch directory as database and playlist directory; the run
-// must return 0 (the library always exists, so the error end that leaves the
-// process is never taken) and give back every tracked byte it took.
+// must return 0 and give back every tracked byte it took. Inputs that are no
+// complete library end the process (exit 255): the XML reader, which makes
+// that call, sorts them out first (plist_rewrite_fuzz covers it).
 #include <ftw.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -13,6 +14,7 @@
 
 #include "base/memory.h"
 #include "importer/itunes_main.h"
+#include "importer/plist_rewrite.hpp"
 #include "process/lifecycle.h"
 
 namespace {
@@ -42,7 +44,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   char dir[] = "/tmp/import-fuzz-XXXXXX";
   if (mkdtemp(dir) == nullptr) return 0;
   std::string library = std::string(dir) + "/lib.xml";
-  if (write_library(library, data, size)) {
+  char problem[importer::kRewriteProblemSize];
+  const std::string copy = std::string(dir) + "/copy.xml";
+  const bool complete = write_library(library, data, size) &&
+                        importer::rewrite_to_classic(library.c_str(), (std::string(dir) + "/scratch").c_str(),
+                                                     copy.c_str(), problem) == 0;
+  if (complete) {
+    unlink(copy.c_str());
     // Locations are relative to the working directory: keep them inside.
     if (chdir(dir) != 0) abort();
     std::string args[] = {"itunes-import", "-dbdir", dir, "-playlist-dir", "", "-itunes-lib", library};
