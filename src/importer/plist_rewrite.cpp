@@ -400,8 +400,11 @@ void Rewriter::close_container() {
 
 void Rewriter::scalar(std::string_view name) {
   const Role role = frames_[depth_ - 1].role;
-  // The Tracks dict holds track dicts only; anything else there is dropped.
-  if (role == Role::kTracks) {
+  // The Tracks dict holds track dicts only; anything else there is dropped,
+  // as are a "Tracks" or "Playlists" key of the root that holds no
+  // section: its line would read as the section's start.
+  if (role == Role::kTracks ||
+      (role == Role::kRoot && (key_.view() == "Tracks"sv || key_.view() == "Playlists"sv))) {
     has_key_ = false;
     return;
   }

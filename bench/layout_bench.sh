@@ -1,0 +1,78 @@
+#!/bin/sh
+# Layout benchmark: the import of the generated library in the classic layout
+# beside the same library rewritten by Python's plistlib (keys sorted, every
+# value on its own line), which the importer first rewrites into the classic
+# layout. Optionally an earlier build of the importer on the classic file, so
+# that the classic path can be compared before and after a change.
+#
+#   bench/layout_bench.sh [TRACKS]      (default 100000 tracks, about 160 MB)
+#
+# Environment: BUILD (default build-bench, made by `make bench` when missing),
+# BEFORE (another itunes-import binary, timed on the classic file only),
+# BENCH_DIR (where the libraries are generated and kept), RUNS (default 5).
+# Runs are interleaved so that a change of the machine's load hits every
+# variant alike. Prints figures and asserts nothing.
+set -eu
+
+TRACKS=${1:-100000}
+RUNS=${RUNS:-5}
+ROOT=$(cd "$(dirname "$0")/.." && pwd)
+BUILD=${BUILD:-$ROOT/build-bench}
+WORK=${BENCH_DIR:-${TMPDIR:-/tmp}/itunes-import-bench-$TRACKS}
+LIBRARY="iTunes Music Library.xml"
+
+[ -x "$BUILD/itunes-import" ] || make -C "$ROOT" bench >/dev/null
+[ -f "$WORK/$LIBRARY" ] || python3 "$ROOT/bench/generate_library.py" "$WORK" --tracks "$TRACKS"
+if [ ! -f "$WORK/plistlib.xml" ]; then
+  python3 - "$WORK/$LIBRARY" "$WORK/plistlib.xml" <<'EOF'
+import plistlib, sys
+with open(sys.argv[1], "rb") as f:
+    library = plistlib.load(f)
+with open(sys.argv[2], "wb") as f:
+    plistlib.dump(library, f)  # sort_keys=True, as plistlib does by default
+EOF
+fi
+
+echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
+python3 - "$BUILD/itunes-import" "${BEFORE:-}" "$WORK" "$LIBRARY" "$RUNS" <<'EOF'
+import os, shutil, statistics, subprocess, sys, time
+
+after, before, work, library, runs = sys.argv[1], sys.argv[2], sys.argv[3], sys.argv[4], int(sys.argv[5])
+variants = [("classic, this build", after, library, ["-summary"])]
+if before:
+    variants.insert(0, ("classic, BEFORE", before, library, []))
+variants.append(("plistlib, this build", after, "plistlib.xml", ["-summary"]))
+results = {name: [] for name, *_ in variants}
+items = {}
+summaries = {}
+db = os.path.join(work, "db")
+for run in range(runs):
+    for name, binary, lib, extra in variants:
+        shutil.rmtree(db, ignore_errors=True)
+        os.mkdir(db)
+        start = time.monotonic()
+        child = subprocess.Popen([binary, "-dbdir", "db", "-playlist-dir", "db", "-itunes-lib", lib] + extra,
+                                 cwd=work, stdout=subprocess.PIPE)
+        out = child.stdout.read()
+        _, status, usage = os.wait4(child.pid, 0)
+        elapsed = time.monotonic() - start
+        if os.waitstatus_to_exitcode(status) != 0:
+            sys.exit("%s: importer exited with %d" % (name, os.waitstatus_to_exitcode(status)))
+        results[name].append((elapsed, usage.ru_maxrss))
+        with open(os.path.join(db, "itunes.import.items"), "rb") as f:
+            items[name] = f.read()
+        summaries[name] = out.decode().strip()
+for name, *_ in variants:
+    times = [t for t, _ in results[name]]
+    print("%-22s best %.2f s, median %.2f s, peak RSS %d KiB  (runs: %s)" %
+          (name, min(times), statistics.median(times), max(r for _, r in results[name]),
+           " ".join("%.2f" % t for t in times)))
+if before:
+    b = statistics.median(t for t, _ in results["classic, BEFORE"])
+    a = statistics.median(t for t, _ in results["classic, this build"])
+    print("classic path, median this build against BEFORE: %+.1f %%" % (100.0 * (a - b) / b))
+print("items files identical across variants: %s" % ("yes" if len(set(items.values())) == 1 else "NO"))
+for name in ("classic, this build", "plistlib, this build"):
+    print("%s: %s" % (name, summaries[name].splitlines()[-1]))
+EOF
+echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"
