@@ -228,6 +228,10 @@ class Rewriter {
   TrackedArray<RootSpan> sections;
   bool tracks_seen = false;
   bool out_of_memory = false;
+  // A buffer that could not grow dropped bytes: the copy is not whole.
+  bool short_of_memory() const {
+    return out_of_memory || text_.failed || key_.failed || line_.failed || entry_.failed;
+  }
 
  private:
   void fail(const char* what);
@@ -530,7 +534,7 @@ int32_t parse_into_copy(const char* library, Rewriter& rewriter, XML_Parser pars
     }
   }
   close(input);
-  if (status == UPNP_OK && rewriter.out_of_memory) status = UPNP_NOMEM;
+  if (status == UPNP_OK && rewriter.short_of_memory()) status = UPNP_NOMEM;
   if (status == UPNP_OK && !rewriter.tracks_seen) {
     format_cut(problem, sizeof problem, "%s", "no Tracks dict");
     status = UPNP_INVALID;
