@@ -35,15 +35,18 @@ fi
 
 echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
 python3 - "$BUILD/itunes-import" "${BEFORE:-}" "$WORK" "$LIBRARY" "$RUNS" <<'EOF'
-import os, shutil, statistics, subprocess, sys, time
+import hashlib, os, shutil, statistics, subprocess, sys, time
 
 after, before, work, library, runs = sys.argv[1], sys.argv[2], sys.argv[3], sys.argv[4], int(sys.argv[5])
 variants = [("classic, this build", after, library, ["-summary"])]
 if before:
     variants.insert(0, ("classic, BEFORE", before, library, []))
 variants.append(("plistlib, this build", after, "plistlib.xml", ["-summary"]))
+# GNU time gives each run's own peak RSS (a child forked from this process
+# would start from this process's peak).
+timer = ["/usr/bin/time", "-f", "%M"] if os.access("/usr/bin/time", os.X_OK) else []
 results = {name: [] for name, *_ in variants}
-items = {}
+digests = {}
 summaries = {}
 db = os.path.join(work, "db")
 for run in range(runs):
@@ -51,27 +54,31 @@ for run in range(runs):
         shutil.rmtree(db, ignore_errors=True)
         os.mkdir(db)
         start = time.monotonic()
-        child = subprocess.Popen([binary, "-dbdir", "db", "-playlist-dir", "db", "-itunes-lib", lib] + extra,
-                                 cwd=work, stdout=subprocess.PIPE)
-        out = child.stdout.read()
-        _, status, usage = os.wait4(child.pid, 0)
+        result = subprocess.run(timer + [binary, "-dbdir", "db", "-playlist-dir", "db", "-itunes-lib", lib] + extra,
+                                cwd=work, capture_output=True, text=True)
         elapsed = time.monotonic() - start
-        if os.waitstatus_to_exitcode(status) != 0:
-            sys.exit("%s: importer exited with %d" % (name, os.waitstatus_to_exitcode(status)))
-        results[name].append((elapsed, usage.ru_maxrss))
-        with open(os.path.join(db, "itunes.import.items"), "rb") as f:
-            items[name] = f.read()
-        summaries[name] = out.decode().strip()
+        if result.returncode != 0:
+            sys.exit("%s: importer exited with %d: %s" % (name, result.returncode, result.stderr))
+        peak = int(result.stderr.split()[-1]) if timer else 0
+        results[name].append((elapsed, peak))
+        digest = hashlib.sha256()
+        for entry in sorted(os.listdir(db)):
+            if os.path.isfile(os.path.join(db, entry)):
+                with open(os.path.join(db, entry), "rb") as f:
+                    digest.update(entry.encode() + f.read())
+        digests[name] = digest.hexdigest()
+        summaries[name] = result.stdout.strip()
 for name, *_ in variants:
     times = [t for t, _ in results[name]]
-    print("%-22s best %.2f s, median %.2f s, peak RSS %d KiB  (runs: %s)" %
-          (name, min(times), statistics.median(times), max(r for _, r in results[name]),
+    print("%-22s best %.2f s, median %.2f s, peak RSS %s KiB  (runs: %s)" %
+          (name, min(times), statistics.median(times), max(r for _, r in results[name]) or "n/a",
            " ".join("%.2f" % t for t in times)))
 if before:
     b = statistics.median(t for t, _ in results["classic, BEFORE"])
     a = statistics.median(t for t, _ in results["classic, this build"])
     print("classic path, median this build against BEFORE: %+.1f %%" % (100.0 * (a - b) / b))
-print("items files identical across variants: %s" % ("yes" if len(set(items.values())) == 1 else "NO"))
+print("outputs (items, WPL files, list) identical across variants: %s" %
+      ("yes" if len(set(digests.values())) == 1 else "NO"))
 for name in ("classic, this build", "plistlib, this build"):
     print("%s: %s" % (name, summaries[name].splitlines()[-1]))
 EOF

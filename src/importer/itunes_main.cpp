@@ -116,11 +116,13 @@ void prepare_work_dir(ImportRun& run) {
 
 // A library that is not a complete property list is not imported: the
 // earlier outputs stay as they are, and the media server's user learns why.
-[[noreturn]] void refuse_library(const ImportRun& run, const char* problem) {
-  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s is not a complete iTunes library: %s",
-           run.library_path, problem);
+constexpr const char kNotComplete[] = "is not a complete iTunes library";
+constexpr const char kNotImported[] = "can not be imported";
+
+[[noreturn]] void refuse_library(const ImportRun& run, const char* verdict, const char* problem) {
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s %s: %s", run.library_path, verdict, problem);
   upnp_log_close();
-  fprintf(stderr, "itunes-import: %s is not a complete iTunes library: %s\n", run.library_path, problem);
+  fprintf(stderr, "itunes-import: %s %s: %s\n", run.library_path, verdict, problem);
   if (run.work_dir[0] != '\0') upnp_file_rmdir(run.work_dir);
   exit_with_error();
 }
@@ -143,7 +145,7 @@ void check_layout(ImportRun& run) {
     upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
     format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
   } else if (status != UPNP_OK) {
-    refuse_library(run, problem);
+    refuse_library(run, status == UPNP_INVALID ? kNotComplete : kNotImported, problem);
   } else {
     run.rewritten = true;
   }
@@ -205,7 +207,7 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
   }
   // A FIFO would block the run and a device or directory reads as an empty
   // library: only a regular file (or a link to one) is read at all.
-  if (!S_ISREG(info.mode)) refuse_library(run, "not a regular file");
+  if (!S_ISREG(info.mode)) refuse_library(run, kNotComplete, "not a regular file");
 
   prepare_work_dir(run);
   check_layout(run);

@@ -502,7 +502,7 @@ int32_t parse_into_copy(const char* library, Rewriter& rewriter, XML_Parser pars
   XML_SetCharacterDataHandler(parser, on_text);
   const int input = open(library, O_RDONLY | O_CLOEXEC);
   if (input < 0) {
-    format_cut(problem, sizeof problem, "can not be read: %s", strerror(errno));
+    format_cut(problem, sizeof problem, "it can not be read: %s", strerror(errno));
     return UPNP_FAILED;
   }
   bool done = false;
@@ -516,7 +516,7 @@ int32_t parse_into_copy(const char* library, Rewriter& rewriter, XML_Parser pars
     ssize_t got = read(input, buffer, kBlockSize);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
-      format_cut(problem, sizeof problem, "read failed: %s", strerror(errno));
+      format_cut(problem, sizeof problem, "it can not be read: %s", strerror(errno));
       status = UPNP_FAILED;
       break;
     }
@@ -617,7 +617,7 @@ int32_t rewrite_to_classic(const char* library, const char* scratch, const char*
   {
     Output copy(scratch);
     if (!copy.opened()) {
-      format_cut(problem, sizeof problem, "can not write its classic copy: %s", strerror(errno));
+      format_cut(problem, sizeof problem, "its classic copy can not be written: %s", strerror(errno));
       return UPNP_FAILED;
     }
     Rewriter rewriter(parser.get(), copy);
@@ -628,7 +628,7 @@ int32_t rewrite_to_classic(const char* library, const char* scratch, const char*
     if (status == UPNP_OK) status = assemble(scratch, classic, rewriter);
     if (status == UPNP_NOMEM) format_cut(problem, sizeof problem, "%s", "out of memory");
     if (status == UPNP_FAILED && problem[0] == '\0') {
-      format_cut(problem, sizeof problem, "can not write its classic copy: %s", strerror(errno));
+      format_cut(problem, sizeof problem, "its classic copy can not be written: %s", strerror(errno));
     }
   }
   upnp_file_unlink(scratch);
