@@ -44,7 +44,9 @@ if before:
 variants.append(("plistlib, this build", after, "plistlib.xml", ["-summary"]))
 # GNU time gives each run's own peak RSS (a child forked from this process
 # would start from this process's peak).
-timer = ["/usr/bin/time", "-f", "%M"] if os.access("/usr/bin/time", os.X_OK) else []
+# and its processor time, which the machine's load sways less than the wall
+# time (every pass line yields the processor).
+timer = ["/usr/bin/time", "-f", "%M %U %S"] if os.access("/usr/bin/time", os.X_OK) else []
 results = {name: [] for name, *_ in variants}
 digests = {}
 summaries = {}
@@ -59,8 +61,8 @@ for run in range(runs):
         elapsed = time.monotonic() - start
         if result.returncode != 0:
             sys.exit("%s: importer exited with %d: %s" % (name, result.returncode, result.stderr))
-        peak = int(result.stderr.split()[-1]) if timer else 0
-        results[name].append((elapsed, peak))
+        peak, user, system = (result.stderr.split()[-3:] if timer else (0, 0, 0))
+        results[name].append((elapsed, int(peak), float(user) + float(system)))
         digest = hashlib.sha256()
         for entry in sorted(os.listdir(db)):
             if os.path.isfile(os.path.join(db, entry)):
@@ -69,16 +71,19 @@ for run in range(runs):
         digests[name] = digest.hexdigest()
         summaries[name] = result.stdout.strip()
 for name, *_ in variants:
-    times = [t for t, _ in results[name]]
-    print("%-22s best %.2f s, median %.2f s, peak RSS %s KiB  (runs: %s)" %
-          (name, min(times), statistics.median(times), max(r for _, r in results[name]) or "n/a",
-           " ".join("%.2f" % t for t in times)))
+    times = [t for t, _, _ in results[name]]
+    cpu = [c for _, _, c in results[name]]
+    print("%-22s wall best %.2f s, median %.2f s; cpu best %.2f s, median %.2f s; peak RSS %s KiB" %
+          (name, min(times), statistics.median(times), min(cpu), statistics.median(cpu),
+           max(r for _, r, _ in results[name]) or "n/a"))
 if before:
-    b = statistics.median(t for t, _ in results["classic, BEFORE"])
-    a = statistics.median(t for t, _ in results["classic, this build"])
-    print("classic path, median this build against BEFORE: %+.1f %%" % (100.0 * (a - b) / b))
-print("outputs (items, WPL files, list) identical across variants: %s" %
-      ("yes" if len(set(digests.values())) == 1 else "NO"))
+    for i, what in ((0, "wall"), (2, "cpu")):
+        b = statistics.median(r[i] for r in results["classic, BEFORE"])
+        a = statistics.median(r[i] for r in results["classic, this build"])
+        print("classic path, median %s time this build against BEFORE: %+.1f %%" % (what, 100.0 * (a - b) / b))
+# BEFORE may differ on purpose; this build must give the same files for both.
+print("this build's outputs (items, WPL files, list) identical for both layouts: %s" %
+      ("yes" if digests["classic, this build"] == digests["plistlib, this build"] else "NO"))
 for name in ("classic, this build", "plistlib, this build"):
     print("%s: %s" % (name, summaries[name].splitlines()[-1]))
 EOF
