@@ -74,6 +74,7 @@ class Output {
   bool opened() const { return fd_ >= 0; }
   uint64_t offset() const { return offset_; }
   void write(std::string_view text) {
+    if (text.empty()) return;  // also a buffer that never got memory
     offset_ += text.size();
     if (buffer_.size + text.size() > buffer_.capacity) flush();
     if (text.size() >= buffer_.capacity) {
