@@ -1,5 +1,7 @@
 #include "importer/plist_layout.hpp"
 
+#include <string.h>
+
 namespace importer {
 namespace {
 
@@ -24,31 +26,40 @@ constexpr struct {
 };
 static_assert(sizeof kPlaylistRanks / sizeof kPlaylistRanks[0] == 12);
 
+bool scalar_element(std::string_view element) {
+  switch (element.size()) {
+    case 4: return element == "date"sv || element == "data"sv || element == "real"sv;
+    case 6: return element == "string"sv;
+    case 7: return element == "integer"sv;
+    default: return false;
+  }
+}
+
 // The value of "<T>value</T>" when the text is exactly that for a scalar
 // element T and the value is as the classic layout writes it: no markup, and
-// "&" only in decimal references.
+// "&" only in decimal references. Every line of a library passes here once:
+// it is kept to a few scans of the line.
 bool classic_scalar(std::string_view text, std::string_view& value) {
-  static constexpr std::string_view kScalars[] = {"string"sv, "integer"sv, "date"sv, "real"sv, "data"sv};
-  if (text.size() < 2 || text[0] != '<') return false;
-  for (std::string_view element : kScalars) {
-    const size_t open = element.size() + 2;
-    if (text.size() < 2 * open + 1 || text.compare(1, element.size(), element) != 0 || text[open - 1] != '>') {
-      continue;
-    }
-    const size_t close = text.size() - open - 1;
-    if (text.compare(close, 2, "</") != 0 || text.compare(close + 2, element.size(), element) != 0) return false;
-    value = text.substr(open, close - open);
-    if (value.find('<') != std::string_view::npos) return false;
-    for (size_t amp = value.find('&'); amp != std::string_view::npos; amp = value.find('&', amp + 1)) {
-      size_t i = amp + 1;
-      if (i >= value.size() || value[i] != '#') return false;
-      size_t digits = 0;
-      while (++i < value.size() && value[i] >= '0' && value[i] <= '9') ++digits;
-      if (digits == 0 || i >= value.size() || value[i] != ';') return false;
-    }
-    return true;
+  if (text.size() < 7 || text[0] != '<') return false;
+  const size_t open_end = text.find('>');
+  if (open_end == std::string_view::npos) return false;
+  const std::string_view element = text.substr(1, open_end - 1);
+  if (!scalar_element(element) || text.size() < 2 * open_end + 3) return false;
+  const size_t close = text.size() - element.size() - 3;  // at "</T>"
+  if (text[close] != '<' || text[close + 1] != '/' || text.back() != '>' ||
+      text.compare(close + 2, element.size(), element) != 0) {
+    return false;
   }
-  return false;
+  value = text.substr(open_end + 1, close - open_end - 1);
+  if (memchr(value.data(), '<', value.size()) != nullptr) return false;
+  for (size_t amp = value.find('&'); amp != std::string_view::npos; amp = value.find('&', amp + 1)) {
+    size_t i = amp + 1;
+    if (i >= value.size() || value[i] != '#') return false;
+    size_t digits = 0;
+    while (++i < value.size() && value[i] >= '0' && value[i] <= '9') ++digits;
+    if (digits == 0 || i >= value.size() || value[i] != ';') return false;
+  }
+  return true;
 }
 
 bool base64_line(std::string_view text) {
@@ -186,7 +197,9 @@ bool ClassicLayoutCheck::close(bool is_dict) {
 }
 
 bool ClassicLayoutCheck::key_line(std::string_view key, std::string_view rest) {
-  if (depth_ == 0 || key.find_first_of("<&") != std::string_view::npos) return false;
+  if (depth_ == 0 || memchr(key.data(), '<', key.size()) != nullptr || memchr(key.data(), '&', key.size()) != nullptr) {
+    return false;
+  }
   const Role role = top();
   if (role == Role::kPlist || role == Role::kPlaylists || role == Role::kItems) return false;
   if (rest.empty()) {
