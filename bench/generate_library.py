@@ -187,12 +187,14 @@ def playlist_lines(rng, name, ids, extra=(), smart=False, parent=None, folder=Fa
     pid = rng.pid()
     yield "\t\t<dict>"
     yield "\t\t\t<key>Name</key><string>%s</string>" % xml_text(name)
-    for line in extra:
-        yield "\t\t\t" + line
     yield "\t\t\t<key>Playlist ID</key><integer>%d</integer>" % rng.r.randint(10000, 999999)
     yield "\t\t\t<key>Playlist Persistent ID</key><string>%s</string>" % pid
     if parent is not None:
         yield "\t\t\t<key>Parent Persistent ID</key><string>%s</string>" % parent
+    # Master, Visible, Distinguished Kind and the like follow the
+    # identifiers, as iTunes writes them.
+    for line in extra:
+        yield "\t\t\t" + line
     if folder:
         yield "\t\t\t<key>Folder</key><true/>"
     if smart:

@@ -1,8 +1,8 @@
 // libFuzzer target for the whole import: any bytes as the library file, all
 // three passes, the items, WPL and list files and the final move. Each input
 // gets a fresh scratch directory as database and playlist directory; the run
-// must return 0 (the library always exists, so the error end that leaves the
-// process is never taken) and give back every tracked byte it took.
+// must end normally (0) or orderly (-1: a library refused as incomplete, an
+// output that cannot be made) and give back every tracked byte it took.
 #include <ftw.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -49,8 +49,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     char* argv[] = {args[0].data(), args[1].data(), args[2].data(), args[3].data(),
                     args[4].data(), args[5].data(), args[6].data()};
     const int64_t before = upnp_mem_used();
-    // -1 is an orderly failure end (an output that cannot be made, such as a
-    // file name too long for the filesystem); anything else is a fault.
     const int32_t status = itunes_main(7, argv);
     if (status != 0 && status != -1) abort();
     if (upnp_mem_used() != before) {

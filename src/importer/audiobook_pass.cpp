@@ -1,45 +1,53 @@
 // Pass 1: the ids of the tracks in the library's distinguished "Audiobooks"
-// playlist, so that pass 3 can mark those tracks as it maps them.
+// playlist, so that pass 3 can mark those tracks as it maps them. The pass
+// reads the whole file and meanwhile checks its layout, so that a library
+// the passes would misread is known before anything is written.
 #include <stdlib.h>
 #include <string.h>
 
 #include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
+#include "importer/plist_layout.hpp"
 #include "importer/track_lists.hpp"
 #include "importer/value_decoding.h"
 
 namespace importer {
-namespace {
 
-// Reads lines until one holds `marker`; false when the file ends first or a
-// line holding `stop` (when given) comes before it.
-bool read_until(LineScanner& scanner, const char* marker, const char* stop) {
-  while (!scanner.at_end()) {
-    const char* line = scanner.next().text;
-    if (strstr(line, marker) != nullptr) return true;
-    if (stop != nullptr && strstr(line, stop) != nullptr) return false;
-  }
-  return false;
-}
-
-}  // namespace
-
-void read_audiobook_ids(ImportRun& run) {
+bool read_audiobook_ids(ImportRun& run) {
   LineScanner scanner(LinePass::kAudiobooks);
-  if (!scanner.open(run.library_path)) return;
-  if (!read_until(scanner, "<key>Audiobooks</key><true/>", nullptr)) return;
-  // The playlist's items array; a playlist that ends first has none.
-  if (!read_until(scanner, "<array>", "</dict>")) return;
+  if (!scanner.open(run.scan_path)) return false;
+  ClassicLayoutCheck layout;
+  // The marker line, then the playlist's items array (a playlist that ends
+  // first has none), then its Track ID lines up to "</array>".
+  enum class Step { kMarker, kArray, kIds, kDone } step = Step::kMarker;
   while (!scanner.at_end()) {
-    char* line = scanner.next().text;
-    if (strstr(line, "<key>Track ID</key>") != nullptr) {
-      if (const char* value = extract_value_in_place(line, "integer")) {
-        audiobook_list_add(run.audiobooks, static_cast<uint32_t>(strtol(value, nullptr, 10)));
-      }
+    const LineChunk chunk = scanner.next();
+    layout.feed(chunk.text, chunk.length);
+    char* const line = chunk.text;
+    switch (step) {
+      case Step::kMarker:
+        if (strstr(line, "<key>Audiobooks</key><true/>") != nullptr) step = Step::kArray;
+        break;
+      case Step::kArray:
+        if (strstr(line, "<array>") != nullptr) {
+          step = Step::kIds;
+        } else if (strstr(line, "</dict>") != nullptr) {
+          step = Step::kDone;
+        }
+        break;
+      case Step::kIds:
+        if (strstr(line, "<key>Track ID</key>") != nullptr) {
+          if (const char* value = extract_value_in_place(line, "integer")) {
+            audiobook_list_add(run.audiobooks, static_cast<uint32_t>(strtol(value, nullptr, 10)));
+          }
+        }
+        if (strstr(line, "</array>") != nullptr) step = Step::kDone;
+        break;
+      case Step::kDone: break;
     }
-    if (strstr(line, "</array>") != nullptr) break;
   }
+  return layout.classic_and_complete();
 }
 
 }  // namespace importer

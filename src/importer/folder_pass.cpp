@@ -39,7 +39,7 @@ struct PendingEntry {
 
 void read_playlist_folders(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
-  if (!scanner.open(run.library_path)) return;
+  if (!scanner.open(run.scan_path)) return;
 
   bool in_playlists = false;
   PendingEntry pending;

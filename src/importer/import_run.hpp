@@ -7,6 +7,7 @@
 #include <stdint.h>
 
 #include "importer/track_lists.hpp"
+#include "importer/track_mapping.hpp"
 
 struct upnp_file;
 
@@ -21,6 +22,10 @@ class LineScanner;
 
 struct ImportRun {
   char library_path[kPathBufferSize];
+  // The file the passes read: the library itself, or its rewrite into the
+  // classic layout in the work directory.
+  char scan_path[kPathBufferSize];
+  bool rewritten;  // scan_path is the rewrite
   char database_dir[kPathBufferSize];
   char playlist_dir[kPathBufferSize];
   char work_dir[kPathBufferSize];
@@ -34,6 +39,8 @@ struct ImportRun {
   AudiobookList audiobooks;  // pass 1: ids of the tracks of the "Audiobooks" playlist
   FolderList* folders;       // pass 2: playlist folders, newest first
   TrackList tracks;          // pass 3: every track that was not protected
+  TrackCounts track_counts;  // pass 3, for the summary
+  uint32_t playlists_written;
 };
 
 // Keeps the first failure of the run as "iTunes-import: can not <what>:
@@ -46,8 +53,9 @@ inline bool run_failed(const ImportRun& run) { return run.failure[0] != '\0'; }
 // directory is new and empty. False with the failure noted otherwise.
 bool start_cleanly(ImportRun& run);
 
-// Pass 1: the track ids of the "Audiobooks" playlist.
-void read_audiobook_ids(ImportRun& run);
+// Pass 1: the track ids of the "Audiobooks" playlist. True when the file is
+// in the classic layout and complete (plist_layout.hpp).
+bool read_audiobook_ids(ImportRun& run);
 // Pass 2: playlist folders and names.
 void read_playlist_folders(ImportRun& run);
 // Pass 3: every track into the items file; at the "<key>Playlists</key>"

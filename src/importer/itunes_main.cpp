@@ -5,14 +5,19 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <sys/stat.h>
+
 #include <string_view>
 
 #include "base/file.h"
 #include "base/file_guard.h"
 #include "base/file_system.h"
 #include "base/log.h"
+#include "base/status.h"
+#include "importer/track_lists.hpp"
 #include "importer/bounded_format.hpp"
 #include "importer/import_run.hpp"
+#include "importer/plist_rewrite.hpp"
 
 namespace importer {
 namespace {
@@ -26,6 +31,7 @@ struct Options {
   const char* playlist_dir = nullptr;
   const char* base = nullptr;
   const char* library = nullptr;
+  bool summary = false;
 };
 
 // The run's buffers are process-wide, as the server's callers expect of a
@@ -67,6 +73,7 @@ LoopEnd parse_arguments(int argc, char** argv, Options& options) {
       upnp_log_set_mask(LOG_PLUGIN);
       upnp_log_set_level(UPNP_LOG_ERROR);
     }
+    if (word == "-summary") options.summary = true;
     if (word == "-check") {
       upnp_log_close();
       return LoopEnd::kReturnZero;
@@ -97,6 +104,70 @@ void derive_paths(const Options& options, ImportRun& run) {
   } else {
     format_cut(run.playlist_dir, kPathBufferSize, "%s", run.database_dir);
   }
+}
+
+// A library that is not a complete property list is not imported: the
+// earlier outputs stay as they are, and the media server's user learns why.
+constexpr const char kNotComplete[] = "is not a complete iTunes library";
+constexpr const char kNotImported[] = "can not be imported";
+
+// Ends the run like every failure after the start: its own files go, the
+// lock is let go, and the status is -1.
+int32_t refuse_library(ImportRun& run, const char* verdict, const char* problem) {
+  discard_outputs(run);
+  upnp_file_unlock(run.lock_fd);
+  run.lock_fd = -1;
+  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s %s: %s", run.library_path, verdict, problem);
+  upnp_log_close();
+  fprintf(stderr, "itunes-import: %s %s: %s\n", run.library_path, verdict, problem);
+  return -1;
+}
+
+// Pass 1 reads the library itself; a library that is not in the classic
+// layout, or not complete in it, is rewritten by the XML reader into the
+// work directory (which checks it whole), and every pass reads the copy.
+// False when the library was refused (the run is then over).
+bool check_layout(ImportRun& run) {
+  format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
+  if (read_audiobook_ids(run)) return true;
+  audiobook_list_free(run.audiobooks);
+  char scratch[kPathBufferSize];
+  format_cut(scratch, sizeof scratch, "%s%citunes.library.scratch", run.work_dir, kSeparator);
+  format_cut(run.scan_path, kPathBufferSize, "%s%citunes.library.classic", run.work_dir, kSeparator);
+  char problem[kRewriteProblemSize];
+  const int32_t status = rewrite_to_classic(run.library_path, scratch, run.scan_path, problem);
+  if (status == UPNP_NOMEM) {
+    // Says nothing about the library: read it as it is, as every pass
+    // drops what it has no memory for.
+    upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
+    format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
+  } else if (status != UPNP_OK) {
+    audiobook_list_free(run.audiobooks);
+    refuse_library(run, status == UPNP_INVALID ? kNotComplete : kNotImported, problem);
+    return false;
+  } else {
+    run.rewritten = true;
+  }
+  (void)read_audiobook_ids(run);
+  return true;
+}
+
+// The report of -summary, on standard output.
+void print_summary(const ImportRun& run) {
+  const TrackCounts& counts = run.track_counts;
+  printf(
+      "tracks in the library: %u\n"
+      "tracks written: %u\n"
+      "left out, protected: %u\n"
+      "left out, no location: %u\n"
+      "left out, URL: %u\n"
+      "left out, missing file: %u\n"
+      "left out, book: %u\n"
+      "playlists written: %u\n"
+      "rewritten into the classic layout: %s\n",
+      counts.seen, counts.written, counts.is_protected, counts.no_location, counts.url, counts.missing_file,
+      counts.book, run.playlists_written, run.rewritten ? "yes" : "no");
+  fflush(stdout);
 }
 
 bool open_temp_items_file(ImportRun& run) {
@@ -152,13 +223,21 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
     upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "Can not access iTunes library file: %s", run.library_path);
     exit_with_error();
   }
+  // A FIFO would block the run and a device or directory reads as an empty
+  // library: only a regular file (or a link to one) is read at all.
+  if (!S_ISREG(info.mode)) return refuse_library(run, kNotComplete, "not a regular file");
 
-  if (!start_cleanly(run) || !open_temp_items_file(run)) return end_with_failure(run);
-  read_audiobook_ids(run);
+  if (!start_cleanly(run)) return end_with_failure(run);
+  if (!check_layout(run)) return -1;
+  if (!open_temp_items_file(run)) {
+    free_import_lists(run);
+    return end_with_failure(run);
+  }
   read_playlist_folders(run);
   read_tracks_and_playlists(run);
   free_import_lists(run);
   close_temp_items_file(run);
+  if (run.rewritten) upnp_file_unlink(run.scan_path);
   if (!run_failed(run)) move_outputs_into_place(run);
   if (run_failed(run)) return end_with_failure(run);
   upnp_file_unlock(run.lock_fd);
@@ -166,5 +245,6 @@ extern "C" int32_t itunes_main(int32_t argc, char** argv) {
 
   upnp_log(UPNP_LOG_INFO, LOG_PLUGIN, kFunction, 0, "iTunes-import: %s imported", run.library_path);
   upnp_log_close();
+  if (options.summary) print_summary(run);
   return 0;
 }

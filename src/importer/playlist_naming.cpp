@@ -182,9 +182,30 @@ void append_itunes_suffix(char (&name)[kPathBufferSize]) {
 }
 
 void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize]) {
-  snprintf(base, sizeof base, "%.*s##%c", static_cast<int>(name.size()), name.data(), kind);
+  size_t kept = name.size();
+  uint32_t hash = 2166136261u;  // FNV-1a of the whole name
+  if (kept + kKindSuffixSize > kWplBaseMaxLength) {
+    for (unsigned char c : name) hash = (hash ^ c) * 16777619u;
+    kept = kWplBaseMaxLength - kKindSuffixSize - kNameHashSize;
+    // Never inside a UTF-8 sequence: back off over continuation bytes.
+    while (kept > 0 && (static_cast<unsigned char>(name[kept]) & 0xC0) == 0x80) --kept;
+  }
+  int length;
+  if (kept == name.size()) {
+    length = snprintf(base, sizeof base, "%.*s##%c", static_cast<int>(kept), name.data(), kind);
+  } else {
+    length = snprintf(base, sizeof base, "%.*s_%08x##%c", static_cast<int>(kept), name.data(), hash, kind);
+  }
+  (void)length;
   for (char* c = base; *c != '\0'; ++c) {
-    if (kUnsafeFileNameChars.find(*c) != std::string_view::npos) *c = '_';
+    const unsigned char byte = static_cast<unsigned char>(*c);
+    if (byte < 32 || byte == 127 || kUnsafeFileNameChars.find(*c) != std::string_view::npos) *c = '_';
+  }
+}
+
+void blank_control_characters(char* name) {
+  for (; *name != '\0'; ++name) {
+    if (static_cast<unsigned char>(*name) < 32 || *name == 127) *name = ' ';
   }
 }
 

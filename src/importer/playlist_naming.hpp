@@ -13,9 +13,11 @@
 
 namespace importer {
 
-// The file-name base lives in a buffer of this size; a longer base is cut
-// (even through its "##" kind suffix).
-constexpr size_t kWplBaseSize = 256;
+// A file name may hold 255 bytes: "iTunes-playlist-", the base and ".wpl".
+constexpr size_t kWplBaseMaxLength = 255 - 16 - 4;
+constexpr size_t kWplBaseSize = kWplBaseMaxLength + 1;
+constexpr size_t kKindSuffixSize = 3;  // "##" and the kind letter
+constexpr size_t kNameHashSize = 9;    // "_" and eight hex digits
 
 // One playlist or folder seen by the folder pass. Every text is an owned
 // tracked copy or null. New nodes go at the head, so the list is in reverse
@@ -62,8 +64,15 @@ void build_full_name(const FolderList* folders, std::string_view persistent_id,
 void append_itunes_suffix(char (&name)[kPathBufferSize]);
 
 // "%s##%c" of the name and the kind letter with every character that a file
-// system or the server's URLs would trip over replaced by '_'.
+// system or the server's URLs would trip over, and every control character,
+// replaced by '_'. A name too long for the file system is cut at a character
+// boundary and followed by "_" and a hash of the whole name, so that two long
+// names with the same start stay apart.
 void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize]);
+
+// Control characters (bytes 1 to 31 and 127) become spaces: a playlist's
+// title and its line in the list stay one line.
+void blank_control_characters(char* name);
 
 // "<work_dir>/iTunes-playlist-<base>.wpl".
 void wpl_file_path(std::string_view work_dir, std::string_view base,

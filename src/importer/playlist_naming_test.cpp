@@ -40,12 +40,38 @@ TEST(PlaylistNaming, FileBaseSanitisesAndAddsKind) {
       {"a\\b+c*d<e>f|g@h$i\"j'k&l?m~n", 'M', "a_b_c_d_e_f_g_h_i_j_k_l_m_n##M"},
       {"Caf\xc3\xa9 #1", 'P', "Caf\xc3\xa9_#1##P"},
       {"", 'M', "##M"},
-      {std::string(300, 'a'), 'V', std::string(255, 'a')},  // the kind suffix is cut with the rest
+      {"a\x01" "b\x1f\x7f", 'M', "a_b__##M"},
+      {std::string(223, 'a'), 'V', std::string(223, 'a') + "##V"},  // the longest that fits as it is
   };
   for (const auto& c : cases) {
     char base[kWplBaseSize];
     wpl_file_base(c.name.c_str(), c.kind, base);
     EXPECT_EQ(base, c.base) << c.name;
+  }
+}
+
+// Too long for a file name: cut at a character boundary, a hash of the whole
+// name before the kind, so names that start alike stay apart.
+TEST(PlaylistNaming, LongFileBaseIsCutWholeCharactersAndHashed) {
+  const std::string japanese = "\xe6\x97\xa5";  // three bytes
+  const struct {
+    std::string name;
+    size_t kept;  // bytes of the name before the hash
+  } cases[] = {
+      {std::string(233, 'a'), 223},  // one byte too many
+      {std::string(2000, 'b'), 223},
+      {"xx" + [&] { std::string s; for (int i = 0; i < 80; ++i) s += japanese; return s; }(), 221},
+  };
+  for (const auto& c : cases) {
+    char base[kWplBaseSize];
+    char other[kWplBaseSize];
+    wpl_file_base(c.name, 'M', base);
+    wpl_file_base(c.name + "!", 'M', other);
+    const std::string text = base;
+    EXPECT_EQ(text.size(), c.kept + kNameHashSize + kKindSuffixSize) << c.kept;
+    EXPECT_EQ(text.substr(0, c.kept), c.name.substr(0, c.kept)) << c.kept;
+    EXPECT_EQ(text.substr(c.kept, 1) + text.substr(text.size() - 3), "_##M") << c.kept;
+    EXPECT_NE(text, std::string(other)) << c.kept;
   }
 }
 

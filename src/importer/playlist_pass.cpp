@@ -136,12 +136,14 @@ void PlaylistWriter::add_track(uint64_t location_ref) {
 
 void PlaylistWriter::start_file(char kind) {
   append_itunes_suffix(name_);
+  blank_control_characters(name_);
   char base[kWplBaseSize];
   char path[kPathBufferSize];
   wpl_file_base(name_, kind, base);
   wpl_file_path(run_.work_dir, base, path);
   upnp_file_unlink(path);
   append_to_list();
+  ++run_.playlists_written;
   wpl_ = upnp_file_create_new(path);
   if (wpl_ == nullptr) note_failure(run_, errno, "create %s", path);
   const uint32_t type = kind == 'V' ? UPNP_WPL_TYPE_VIDEO : UPNP_WPL_TYPE_MUSIC;

@@ -19,7 +19,7 @@ using testing_support::WriteFile;
 // The nodes the folder pass records, newest first.
 std::string RecordedFolders(const TempDir& dir, const char* library_name) {
   ImportRun run{};
-  snprintf(run.library_path, sizeof run.library_path, "%s", (dir / library_name).c_str());
+  snprintf(run.scan_path, sizeof run.scan_path, "%s", (dir / library_name).c_str());
   read_playlist_folders(run);
   std::string s;
   for (const FolderList* f = run.folders; f != nullptr; f = f->next) {

@@ -95,8 +95,17 @@ bool ends_with_epub(const char* path) {
   return length >= kEpub.size() && strcasecmp(path + length - kEpub.size(), kEpub.data()) == 0;
 }
 
-bool is_written(const TrackState& track) {
-  return track.protocol != 'h' && upnp_file_exists(track.location) && !ends_with_epub(track.location);
+// Counts the track under the first reason that leaves it out.
+bool is_written(TrackState& track) {
+  TrackCounts& counts = track.counts;
+  uint32_t& reason = track.is_protected    ? counts.is_protected
+                     : !track.has_location ? counts.no_location
+                     : track.protocol == 'h' ? counts.url
+                     : !upnp_file_exists(track.location) ? counts.missing_file
+                     : ends_with_epub(track.location)    ? counts.book
+                                                         : counts.written;
+  ++reason;
+  return &reason == &counts.written;
 }
 
 void write_records(TrackState& track, ItemsWriter& items) {
@@ -210,10 +219,14 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
       }
       break;
     case TrackKey::kYear:
-      // A year alone is shorter than a full date, so the setter drops it;
-      // handing it over all the same keeps a library that stores a full
-      // date there.
-      set_text(track, DB_PROP_DATE, extract_value(line, "integer"));
+      // The date setter keeps full dates only: a year becomes its first
+      // day, which the media server shows as the year. Other values are
+      // dropped.
+      if (read_integer(line, number) && number >= 1 && number <= 9999) {
+        char date[sizeof "YYYY-01-01"];
+        format_cut(date, sizeof date, "%04u-01-01", static_cast<unsigned>(number));
+        set_text(track, DB_PROP_DATE, upnp_strdup(date));
+      }
       break;
     case TrackKey::kHasVideo:
       track.video = true;
@@ -230,7 +243,8 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
 }
 
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
-  if (track.has_location && !track.is_protected && is_written(track)) write_records(track, items);
+  ++track.counts.seen;
+  if (is_written(track)) write_records(track, items);
   db_object_clear(track.record);
   // A protected track is not offered to the playlists either; every other
   // track is, written or not (a URL track still plays from a playlist).

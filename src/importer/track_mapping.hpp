@@ -24,6 +24,17 @@ class ItemsWriter;
 // The state of the track being read. Name and location are kept in buffers
 // of the line's size (no value is longer than a line), so the only heap
 // copies of a track are the ones the record and the track list keep.
+// How many tracks an import met, wrote and left out, by reason.
+struct TrackCounts {
+  uint32_t seen;
+  uint32_t written;
+  uint32_t is_protected;
+  uint32_t no_location;
+  uint32_t url;
+  uint32_t missing_file;
+  uint32_t book;
+};
+
 struct TrackState {
   static constexpr size_t kTextSize = 1024;
   static constexpr size_t kSizeTextSize = 32;
@@ -41,6 +52,7 @@ struct TrackState {
   uint64_t location_ref;  // where the track list reads the location back
   char location[kTextSize];
   char size_text[kSizeTextSize];
+  TrackCounts counts{};  // of the whole pass: begin_track leaves it
 };
 
 // Reads back the location a track list entry points at, through `fd` (the

@@ -29,7 +29,7 @@ void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
 
 void read_tracks_and_playlists(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
-  if (!scanner.open(run.library_path)) return;
+  if (!scanner.open(run.scan_path)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
   track.record = nullptr;
@@ -45,10 +45,12 @@ void read_tracks_and_playlists(ImportRun& run) {
       read_track(run, scanner, track);
       end_track(track, items, run.tracks);
     } else if (marker == TrackPassMarker::kPlaylists) {
+      run.track_counts = track.counts;
       write_playlists(run, scanner);
       break;
     }
   }
+  run.track_counts = track.counts;
   items.flush();
   if (items.error() != 0) note_failure(run, items.error(), "write %s", run.temp_items_path);
 }
