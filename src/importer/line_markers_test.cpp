@@ -36,6 +36,7 @@ std::vector<std::string> RandomLines() {
   for (size_t i = 0; i < 10; ++i) add(kFolderMarkers.marker(i));
   for (size_t i = 0; i < 6; ++i) add(kPlaylistMarkers.marker(i));
   add(kTrackPassMarkers.marker(0));
+  for (size_t i = 0; i < 5; ++i) add(kAudiobookMarkers.marker(i));
   std::mt19937 rng(7);
   std::vector<std::string> lines;
   for (int i = 0; i < 100000; ++i) {
@@ -51,6 +52,7 @@ TEST(LineMarkers, EveryPassAgreesWithSubstringSearchOnRandomLines) {
     ASSERT_EQ(kFolderMarkers.find_all(line.c_str()), NaiveFindAll(kFolderMarkers, line)) << line;
     ASSERT_EQ(kPlaylistMarkers.find_all(line.c_str()), NaiveFindAll(kPlaylistMarkers, line)) << line;
     ASSERT_EQ(kTrackPassMarkers.find_all(line.c_str()), NaiveFindAll(kTrackPassMarkers, line)) << line;
+    ASSERT_EQ(kAudiobookMarkers.find_all(line.c_str()), NaiveFindAll(kAudiobookMarkers, line)) << line;
     TrackKey first = TrackKey::kNone;
     for (const TrackKeyMarker& m : kTrackKeyMarkers) {
       if (strstr(line.c_str(), std::string(m.marker).c_str()) != nullptr) {

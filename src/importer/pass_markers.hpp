@@ -8,6 +8,17 @@
 
 namespace importer {
 
+// Pass 1: the Audiobooks playlist's marker, then its items array and the
+// Track ID lines in it.
+enum class AudiobookMarker : uint8_t { kAudiobooks, kArray, kDictEnd, kTrackId, kArrayEnd };
+inline constexpr MarkerSet<5> kAudiobookMarkers({
+    "<key>Audiobooks</key><true/>",
+    "<array>",
+    "</dict>",
+    "<key>Track ID</key>",
+    "</array>",
+});
+
 // Pass 3 between track entries.
 enum class TrackPassMarker : uint8_t { kTrackId, kPlaylists };
 inline constexpr MarkerSet<2> kTrackPassMarkers({"<key>Track ID</key>", "<key>Playlists</key>"});
@@ -50,7 +61,7 @@ inline constexpr MarkerSet<6> kPlaylistMarkers({
     "<key>Track ID</key>",
 });
 
-static_assert(kTrackPassMarkers.well_formed() && kFolderMarkers.well_formed() && kPlaylistMarkers.well_formed(),
+static_assert(kAudiobookMarkers.well_formed() && kTrackPassMarkers.well_formed() && kFolderMarkers.well_formed() && kPlaylistMarkers.well_formed(),
               "every marker begins with \"<\" and fits its bucket");
 
 // Whether marker `m` is in the set `found` of MarkerSet::find_all.
