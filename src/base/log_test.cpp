@@ -67,19 +67,6 @@ TEST(LogFilter, FollowsMaskLevelAndStartupMode) {
   upnp_log_set_level(4);
 }
 
-TEST(LogLine, HeaderCarriesStampBytesTagAndCategory) {
-  TempDir dir;
-  LogCapture log(dir / "log.txt");
-  upnp_log_set_mask(LOG_PLUGIN);
-  upnp_log_set_settings_read(1);
-  upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, "itunes_main", 0, "cannot open %s", "file");
-  const std::regex line(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d:\d{3}  ( *\d+) \[Error\] - LOG_PLUGIN: itunes_main : cannot open file\n)");
-  std::smatch match;
-  const std::string text = ReadFile(dir / "log.txt");
-  ASSERT_TRUE(std::regex_match(text, match, line)) << text;
-  EXPECT_GE(match[1].str().size(), 8u) << "the byte count is padded to eight places";
-}
-
 TEST(LogLine, FiltersAfterTheSettingsAreRead) {
   TempDir dir;
   LogCapture log(dir / "log.txt");

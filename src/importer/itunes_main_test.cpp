@@ -116,8 +116,6 @@ TEST(CommandLine, LogFileHoldsTheImportersOwnLines) {
       {"missing library", with({"-itunes-lib", "missing.xml"}), 255,
        {"itunes_main : iTunes-import: starting with (missing.xml) (db)",
         "itunes_main : iTunes-import: can not access missing.xml"}},
-      {"-base fallback to the library as passed", with({"-base", "base", "-itunes-lib", "lib.xml"}), 0,
-       {start, imported}},
       {"-base in front", with({"-base", "base", "-itunes-lib", "other.xml"}), 0,
        {"itunes_main : iTunes-import: starting with (base/other.xml) (db)",
         "itunes_main : iTunes-import: base/other.xml imported"}},

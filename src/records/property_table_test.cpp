@@ -66,12 +66,6 @@ TEST(PropertyNamesUninitialised, EveryLookupFailsAndSaysWhy) {
             std::string::npos);
 }
 
-TEST(PropertyNameHash, FollowsTheRule) {
-  for (const char* empty : {"", ",x", static_cast<const char*>(nullptr)}) EXPECT_EQ(db_property_name_hash(empty), 77u);
-  EXPECT_EQ(db_property_name_hash("dc:title,x"), db_property_name_hash("dc:title"));
-  EXPECT_EQ(db_property_name_hash("dc:title"), 224u);
-}
-
 TEST(PropertyTable, ExactLookupOnlyOverEnabledRows) {
   EXPECT_EQ(db_property_id_from_name("dc:title"), 20);
   EXPECT_EQ(db_property_id_from_name("upnp:rating"), 158);
