@@ -47,20 +47,15 @@ TEST_F(RecordReader, Cases) {
     const char* expected;
   } cases[] = {
       {"lead only", ">>>>\n", "null"},
-      {"two fields", ">>>>\n03020object.item.audioItem.musicTrack\n14004Song\n",
-       "3=object.item.audioItem.musicTrack 20=Song "},
       {"end marker stops later fields", ">>>>\n14004Song\n0000016003abc\n", "20=Song "},
       {"empty value dropped", ">>>>\n14000\n16003abc\n", "22=abc "},
       {"colon separators", "14001a:16001b:", "20=a 22=b "},
-      {"value holding a newline", ">>>>\n14003a\nb\n", "20=a\nb "},
       {"lower-case hex", ">>>>\n1c001x\n", "28=x "},
       {"bookmark skipped", ">>>>\n68003abc\n14001t\n", "20=t "},
       {"child list", ">>>>\n57001\n5700C3C006/a.mp3:\n14001t\n", "20=t 87=[60=/a.mp3 ;] "},
       {"empty child", ">>>>\n57002\n57000\n570074C001x:\n", "87=[null;76=x ;] "},
-      {"child normalised", ">>>>\n57001\n570073D001x:\n", "87=[96=x ;] "},
       {"last field without separator", ">>>>\n14004Song", "20=Song "},
       {"short tail ignored", ">>>>\n14004Song\n1400", "20=Song "},
-      {"setter normalises", ">>>>\n20002-3\n2100420\n", "32=0 "},
       {"id FF is no property", ">>>>\nFF001x\n14001t\n", "20=t "},
   };
   for (const auto& c : cases) {
@@ -78,7 +73,6 @@ TEST_F(RecordReader, OverrunsAreCorruptionNotReads) {
     const char* log;
   } cases[] = {
       {"value past the end", ">>>>\n14009Song\n", "null", "database corrupted, value size 9"},
-      {"second value past the end", ">>>>\n14001a\n16FFFb\n", "20=a ", "database corrupted, value size 4095"},
       {"child past the end", ">>>>\n14001a\n57001\n57010x\n", "20=a ", "database corrupted, value size 16"},
       {"missing children", ">>>>\n14001a\n57003\n570074C001x:\n", "20=a ", "database corrupted, value size 3"},
       {"list header at the end", ">>>>\n14001a\n57001", "20=a ", "database corrupted, value size 1"},
@@ -102,14 +96,11 @@ TEST_F(RecordReader, ListsOnTheirOwn) {
   EXPECT_EQ(db_object_list_children(list)[1], nullptr);
   db_object_list_free(list);
   EXPECT_EQ(db_object_list_from_string("5700"), nullptr);
-  EXPECT_EQ(db_object_list_from_string(nullptr), nullptr);
   uint32_t consumed = 99;
   const std::string children = "570074C001x:\n";
   list = db_object_list_create_from_data(children.data(), static_cast<uint32_t>(children.size()), 1, &consumed);
   EXPECT_EQ(consumed, children.size());
   db_object_list_free(list);
-  EXPECT_EQ(db_object_list_create_from_data(nullptr, 0, 1, &consumed), nullptr);
-  EXPECT_EQ(upnp_database_object_create_from_data(nullptr, 4), nullptr);
   EXPECT_EQ(upnp_database_object_create_from_data("14001a", 0), nullptr);
 }
 
