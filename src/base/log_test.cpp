@@ -46,12 +46,7 @@ TEST(LogFilter, FollowsMaskLevelAndStartupMode) {
     int32_t threshold, level, category, expected;
   };
   const Case cases[] = {  // the line tests below cover the plain mask-and-level cases
-      {0, 0, 4, UPNP_LOG_DEBUG, LOG_HTTP, 1},       // before the settings everything passes
-      {0, 128, 4, UPNP_LOG_INFO, LOG_PLUGIN, 0},    // ...but a masked category still meets the level
-      {1, 0, 4, UPNP_LOG_ERROR, LOG_SYSTEM, 0},     // mask 0: only critical and important
-      {1, 0, 4, UPNP_LOG_IMPORTANT, LOG_SYSTEM, 1}, //
-      {1, 128, 4, UPNP_LOG_ERROR, LOG_SYSTEM, 0},   // outside the mask
-      {1, 129, 0, UPNP_LOG_DEBUG, LOG_SYSTEM, 1},   //
+      {0, 128, 4, UPNP_LOG_INFO, LOG_PLUGIN, 0},    // a masked category meets the level even at start-up
       {1, 128, 6, UPNP_LOG_CRITICAL, LOG_PLUGIN, 0}, // in the mask the level rules
   };
   for (const Case& c : cases) {

