@@ -67,19 +67,8 @@ TEST(UpnpString, SprintfProducesLongTextsWhole) {
   EXPECT_EQ(empty->capacity, 256u) << "an empty result still makes the record";
 }
 
-// A failed reallocation uncounts the old block that the record then frees,
-// so the count would end below the truth; put it back for later tests.
-class RestoreMemCount {
- public:
-  ~RestoreMemCount() { g_memUsed = saved_; }
-  int64_t saved() const { return saved_; }
-
- private:
-  int64_t saved_ = g_memUsed;
-};
-
 TEST(UpnpString, FailedGrowthFreesTheRecord) {
-  RestoreMemCount restore;
+  const int64_t saved = g_memUsed;
   testing::internal::CaptureStderr();  // the count may go negative
   upnp_string* s = upnp_string_new("abc", 4);
   {
@@ -87,8 +76,11 @@ TEST(UpnpString, FailedGrowthFreesTheRecord) {
     s = upnp_string_append(s, "d");
   }
   EXPECT_EQ(s, nullptr) << "the caller's record is gone";
-  EXPECT_EQ(g_memUsed, restore.saved() - 4) << "only the uncounted text is missing";
+  EXPECT_EQ(g_memUsed, saved - 4) << "only the uncounted text is missing";
   testing::internal::GetCapturedStderr();
+  // The failed reallocation uncounted the old block the record then freed;
+  // put the count back for later tests.
+  g_memUsed = saved;
 }
 
 upnp_string* format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));

@@ -14,16 +14,11 @@ db_object* Set(db_object* record, int32_t id, const char* text) {
 
 db_object* WithList(db_object* record, db_object* child, int32_t count) {
   db_object_list* list = db_object_list_new(count);
-  if (list == nullptr) {
-    db_object_free(child);
-    return record;
-  }
   db_object_list_children(list)[0] = child;
   return db_object_set_prop(record, DB_PROP_RES_ADDITIONAL, reinterpret_cast<char*>(list), 0);
 }
 
-// A track with a child list whose first child has a list of its own; any
-// part may be missing when memory runs out.
+// A track with a child list whose first child has a list of its own.
 db_object* Sample() {
   db_object* record = Set(nullptr, DB_PROP_CLASS, "object.item.audioItem.musicTrack");
   record = Set(record, DB_PROP_TITLE, "Song");
