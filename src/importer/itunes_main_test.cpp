@@ -71,9 +71,7 @@ TEST(CommandLine, ExitStatusesAndWhatTheRunTouched) {
 TEST(CommandLine, InitAppendsElevenBytesOnEveryRun) {
   TempDir dir;
   WriteFile(dir / "server.conf", "ituneslib=/old/place.xml\n");
-  for (int run = 1; run <= 2; ++run) {
-    EXPECT_EQ(RunImporter(dir, {"-init", dir / "server.conf"}), 0);
-  }
+  for (int run = 1; run <= 2; ++run) EXPECT_EQ(RunImporter(dir, {"-init", dir / "server.conf"}), 0);
   EXPECT_EQ(ReadFile(dir / "server.conf"), "ituneslib=/old/place.xml\nituneslib=\nituneslib=\n");
 }
 
