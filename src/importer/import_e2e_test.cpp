@@ -285,7 +285,7 @@ TEST(Import, IncompleteLibrariesAreRefusedAndTheEarlierOutputsKept) {
   for (uint32_t x = 1, i = 0; i < 200000; ++i) binary += static_cast<char>((x = x * 1103515245u + 12345u) >> 23);
   const std::string megabytes(3 << 20, 'x');
   const size_t location_at = track.find("\t\t\t<key>Location");
-  enum Form { kText, kDirectory, kUnreadable };
+  enum Form { kText, kDirectory, kFifo, kDevZero, kUnreadable };
   const struct {
     const char* name;
     std::string library;
@@ -300,6 +300,8 @@ TEST(Import, IncompleteLibrariesAreRefusedAndTheEarlierOutputsKept) {
       {"not a property list", "<html><body>x</body></html>\n", "line 1: not a property list"},
       {"no Tracks dict", "<plist><dict><key>Playlists</key><array/></dict></plist>", "no Tracks dict"},
       {"a directory", "", "not a regular file", kDirectory},
+      {"a FIFO, which would block", "", "not a regular file", kFifo},
+      {"/dev/zero, which never ends", "", "not a regular file", kDevZero},
       {"unreadable", whole, "can not be imported: it can not be read: Permission denied", kUnreadable},
       {"no trailing newline", whole.substr(0, whole.size() - 1), ""},
       {"a line of megabytes inside a track",
@@ -318,6 +320,10 @@ TEST(Import, IncompleteLibrariesAreRefusedAndTheEarlierOutputsKept) {
     const std::string library = import.dir() / kLibrary;
     std::vector<std::string> program = {ITUNES_IMPORT_BINARY};
     if (c.form == kDirectory) mkdir(library.c_str(), 0755);
+    if (c.form == kFifo) mkfifo(library.c_str(), 0644);
+    if (c.form == kDevZero) {
+      ASSERT_EQ(symlink("/dev/zero", library.c_str()), 0);
+    }
     if (c.form == kText || c.form == kUnreadable) import.Library(c.library);
     if (c.form == kUnreadable) {
       chmod(library.c_str(), 0);
@@ -509,6 +515,45 @@ TEST(Import, EveryLayoutOfOneLibraryGivesTheSameOutputs) {
     EXPECT_EQ(import.Db(), db) << layout.name;
     EXPECT_EQ(import.Playlists(), playlists_out) << layout.name;
   }
+}
+
+// Names past the file system's 255 bytes, in bytes and in characters, and
+// names holding line breaks: each playlist gets its own file, whose title and
+// list line keep the whole name.
+TEST(Import, LongAndOddPlaylistNamesEachGetTheirFile) {
+  Import import;
+  import.Media("media/a.mp3");
+  std::string japanese;
+  for (int i = 0; i < 75; ++i) japanese += "\xe6\x97\xa5";
+  const std::string folder(100, 'f');
+  const std::vector<std::pair<std::string, std::string>> names = {  // as written, as imported
+      {std::string(224, 'a'), std::string(224, 'a')},
+      {std::string(300, 'b') + "1", std::string(300, 'b') + "1"},
+      {std::string(300, 'b') + "2", std::string(300, 'b') + "2"},
+      {japanese + std::string(600, 'c'), japanese + std::string(600, 'c')},
+      {"line&#10;break&#13;here", "line break here"},
+  };
+  std::vector<LibraryPlaylist> playlists = {{folder, "F", "", true, {}, ""}};
+  std::string expected_list;
+  std::vector<std::string> expected_titles;
+  for (size_t i = 0; i < names.size(); ++i) {
+    playlists.push_back({names[i].first, "P" + std::to_string(i), "F", false, {1}, ""});
+    expected_titles.push_back(folder + "/" + names[i].second + " (iTunes)");
+    expected_list += expected_titles.back() + "\r\n";
+  }
+  import.Library(LibraryXml({{1, "", "file://localhost/media/a.mp3", kFileTrack}}, playlists));
+  ASSERT_EQ(import.RunImporter(), 0) << import.output();
+  std::vector<std::string> titles;
+  for (const auto& [name, text] : import.Playlists()) {
+    if (name == "itunes.log") continue;
+    EXPECT_LE(name.size(), 255u) << name;
+    const size_t open = text.find("<title>") + 7;
+    titles.push_back(text.substr(open, text.find("</title>") - open));
+  }
+  EXPECT_EQ(import.Playlists()["itunes.log"], expected_list);
+  std::sort(expected_titles.begin(), expected_titles.end());
+  std::sort(titles.begin(), titles.end());
+  EXPECT_EQ(titles, expected_titles);
 }
 
 }  // namespace
