@@ -149,17 +149,4 @@ TEST_F(ProtocolMutex, DestroyGivesUpAfterTenSecondsOfWaiters) {
   EXPECT_EQ(queued_result, 1);
 }
 
-TEST(GuardedFlag, Lifecycle) {
-  upnp_flag* flag = nullptr;
-  EXPECT_EQ(upnp_flag_create(nullptr), 2);
-  ASSERT_EQ(upnp_flag_create(&flag), 0);
-  EXPECT_EQ(upnp_flag_create(&flag), 2) << "already holds a flag";
-  upnp_flag_set(&flag, 5);
-  EXPECT_EQ(upnp_flag_add(&flag, -2), 3);
-  upnp_flag_destroy(&flag);
-  EXPECT_EQ(flag, nullptr);
-  EXPECT_EQ(upnp_flag_get(&flag), 0);
-  upnp_flag_set(&flag, 1);  // no flag: ignored
-}
-
 }  // namespace
