@@ -96,10 +96,8 @@ TEST_F(Scheduler, AnEarlierTaskWakesTheThread) {
   Start();
   ASSERT_EQ(Queue(1, 60000), 0);
   std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the thread sleeps on the long task
-  const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(Queue(2, 0), 0);
-  ASSERT_TRUE(Eventually([] { return g_run_count == 1; }));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  ASSERT_TRUE(Eventually([] { return g_run_count == 1; })) << "not left asleep for a minute";
   EXPECT_EQ(Runs(), std::vector<int>{2});
 }
 
