@@ -11,6 +11,7 @@
 #include "base/memory.h"
 #include "testing/log_recorder.hpp"
 #include "testing/memory_fail.hpp"
+#include "testing/wait.hpp"
 
 namespace {
 
@@ -30,12 +31,10 @@ class ProtocolMutex : public ::testing::Test {
 
   // Waits until `pred` holds for the mutex's protocol state.
   void AwaitState(const std::function<bool(int32_t waiters, int32_t destroying)>& pred) {
-    for (int i = 0; i < 2000; ++i) {
+    ASSERT_TRUE(testing_support::Eventually([&] {
       int32_t waiters = 0, destroying = 0;
-      if (upnp_mutex_state(&mutex_, &waiters, &destroying) && pred(waiters, destroying)) return;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    FAIL() << "protocol state never reached";
+      return upnp_mutex_state(&mutex_, &waiters, &destroying) && pred(waiters, destroying);
+    })) << "protocol state never reached";
   }
 
   upnp_mutex* mutex_ = nullptr;

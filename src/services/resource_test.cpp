@@ -87,7 +87,6 @@ TEST_F(Resources, SkinsReplaceTheBaseNameAndAnOverrideTakesOverAfterTheChecks) {
 
 TEST_F(Resources, NamesAreCutAndRefused) {
   WriteFile(dir_ / "b.txt", "bee");
-  WriteFile(dir_ / "strings-de.txt", "de");
   EXPECT_EQ(Read("b.txt?x=1?y=2"), "<none>") << "only the last '?' cuts";
   EXPECT_EQ(Read("b.txt?x=1"), "bee");
   EXPECT_EQ(Read("missing.txt"), "<none>");
