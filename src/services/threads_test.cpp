@@ -34,6 +34,7 @@ TEST(ThreadRules, StackSize) {
 
 struct Sleeper {
   const char* name;
+  bool removes;  // false: shut-down frees the entry, nothing to remove
   std::atomic<int> woke{-1};
 };
 
@@ -41,12 +42,12 @@ void* NameSleepAndLeave(void* argument) {
   auto* sleeper = static_cast<Sleeper*>(argument);
   upnp_set_thread_name(sleeper->name);  // before the start has returned: the entry is there
   sleeper->woke = upnp_thread_wait(-1);
-  upnp_remove_thread();
+  if (sleeper->removes) upnp_remove_thread();
   return nullptr;
 }
 
 TEST_F(ThreadRegistry, StartNameWakeAndRemove) {
-  Sleeper sleeper{"upnp_test_sleeper"};
+  Sleeper sleeper{"upnp_test_sleeper", true};
   upnp_thread_t thread = upnp_start_joinable_thread_impl(NameSleepAndLeave, &sleeper, 5);
   ASSERT_NE(thread, 0u);
   ASSERT_TRUE(Eventually([] { return CountNamed("upnp_test_sleeper") == 1; }));
@@ -130,17 +131,10 @@ TEST_F(ThreadRegistry, CreationFallbacks) {
   EXPECT_EQ(upnp_count_threads(nullptr), 0);
 }
 
-void* SleepUntilShutDown(void* argument) {
-  auto* sleeper = static_cast<Sleeper*>(argument);
-  upnp_set_thread_name(sleeper->name);
-  sleeper->woke = upnp_thread_wait(-1);
-  return nullptr;  // shut-down freed the entry: nothing to remove
-}
-
 TEST_F(ThreadRegistry, StopWakesAndFreesEveryThread) {
-  Sleeper a{"upnp_test_a"}, b{"upnp_test_b"};
-  upnp_thread_t first = upnp_start_joinable_thread_impl(SleepUntilShutDown, &a, 5);
-  ASSERT_EQ(upnp_start_thread(SleepUntilShutDown, &b, 4), 0);
+  Sleeper a{"upnp_test_a", false}, b{"upnp_test_b", false};
+  upnp_thread_t first = upnp_start_joinable_thread_impl(NameSleepAndLeave, &a, 5);
+  ASSERT_EQ(upnp_start_thread(NameSleepAndLeave, &b, 4), 0);
   ASSERT_NE(first, 0u);
   const char* both[] = {"upnp_test_a", "upnp_test_b", nullptr};
   ASSERT_TRUE(Eventually([&] { return upnp_count_threads(both) == 2; }));
