@@ -48,7 +48,6 @@ TEST_F(ProtocolMutex, CreateAndUnlockMisuse) {
   EXPECT_EQ(upnp_mutex_create_impl(nullptr, 0, "x"), 2);
   EXPECT_EQ(upnp_mutex_create_impl(&mutex_, 0, "second"), 2);
   EXPECT_EQ(mutex_, first);
-  EXPECT_STREQ(mutex_->name, "first");
   EXPECT_EQ(upnp_mutex_unlock(nullptr), 2);
   EXPECT_EQ(upnp_mutex_unlock(&none), 2);
   EXPECT_EQ(upnp_mutex_lock(nullptr, nullptr), 0);

@@ -74,7 +74,6 @@ TEST_F(StringPoolTest, SaveAndRestoreRoundTrip) {
 TEST_F(StringPoolTest, RestoreRefusesBadImagesWithoutTouchingThePool) {
   TempDir dir;
   const std::string good = OneTextImage("a");
-  ASSERT_EQ(upnp_string_pool_hash("a") & 0xFFF, 0xB7Eu);
   // "a" moved into bucket 0 instead of its own: the check of bucket 0 sees it.
   const std::string in_bucket0 = U32(2) + U32(0) + Entry("a") + U32(1);
   struct Case {
