@@ -61,38 +61,6 @@ TEST_F(ThreadPool, LimitQueuesTheRestAndWorkersRetire) {
 
 void Noop(void*) {}
 
-struct Gate {
-  std::atomic<bool> entered{false};
-  std::atomic<bool> open{false};
-  std::atomic<bool> left{false};
-};
-
-void WaitAtGate(void* argument) {
-  auto* gate = static_cast<Gate*>(argument);
-  gate->entered = true;
-  Eventually([gate] { return gate->open.load(); });
-  gate->left = true;
-}
-
-TEST_F(ThreadPool, NextTakesTheHeadOfAQueue) {
-  ASSERT_EQ(upnp_ini_set("maxthreads", "1", 0), 0);
-  Gate gate;
-  ASSERT_EQ(upnp_thread_pool_run(WaitAtGate, &gate, 1), 0);
-  ASSERT_TRUE(Eventually([&] { return gate.entered.load(); }));
-  int marker = 0;
-  ASSERT_EQ(upnp_thread_pool_run(Noop, &marker, 1), 0) << "queued behind the busy worker";
-  EXPECT_EQ(upnp_thread_pool_next(0), nullptr);
-  upnp_pool_task* task = upnp_thread_pool_next(1);
-  ASSERT_NE(task, nullptr);
-  EXPECT_EQ(task->routine, Noop);
-  EXPECT_EQ(task->argument, &marker);
-  upnp_free(task);
-  EXPECT_EQ(upnp_thread_pool_next(1), nullptr);
-  EXPECT_EQ(upnp_thread_pool_running(), 1);
-  gate.open = true;
-  EXPECT_TRUE(Eventually([&] { return gate.left.load(); }));
-}
-
 TEST_F(ThreadPool, RefusalsAndFailures) {
   for (int32_t queue : {3, -1}) EXPECT_EQ(upnp_thread_pool_run(Noop, nullptr, queue), 2) << queue;
   EXPECT_EQ(upnp_thread_pool_run(nullptr, nullptr, 0), 2);

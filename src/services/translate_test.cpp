@@ -91,9 +91,7 @@ TEST_F(Translations, ReloadOnlyWhenTheLanguageChanges) {
 }
 
 TEST_F(Translations, NoFilesGiveTheKeysBack) {
-  LogRecorder log;
   EXPECT_EQ(upnp_translate_init(1), 123);
-  EXPECT_TRUE(log.contains("upnp_translate_init : Translation file strings-en.txt is missing"));
   upnp_ini_set("language", "de", 0);
   EXPECT_EQ(Translate("Music"), "Music");
 }

@@ -6,13 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <stdint.h>
-
 #include <unistd.h>
 
+#include <string>
 #include <utility>
 
+#include "base/file.h"
 #include "base/memory.h"
 #include "services/string_pool.h"
+#include "testing/temp_dir.hpp"
 
 namespace string_pool_testing {
 
@@ -44,15 +46,6 @@ class StringPoolTest : public ::testing::Test {
   }
   int64_t baseline_ = 0;
 };
-
-}  // namespace string_pool_testing
-
-#include <string>
-
-#include "base/file.h"
-#include "testing/temp_dir.hpp"
-
-namespace string_pool_testing {
 
 // The pool's image as the save writes it; empty when the save fails.
 inline std::string SaveImage(const testing_support::TempDir& dir, uint32_t* saved = nullptr,
