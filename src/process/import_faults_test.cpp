@@ -4,19 +4,17 @@
 // playlist directories are byte for byte as before it. A rename refused
 // across filesystems (EXDEV) is handled: the run installs the new outputs.
 #include <errno.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "base/file_faults.h"
-#include "importer/itunes_main.h"
+#include "testing/import_in_process.hpp"
 #include "testing/itunes_library.hpp"
 #include "testing/temp_dir.hpp"
 
@@ -26,30 +24,8 @@ using namespace testing_support;
 
 using Files = std::map<std::string, std::string>;
 
-struct Outcome {
-  int32_t status;
-  std::string error_output;
-};
-
-// Runs the importer in this process with standard error caught in a file.
-Outcome ImportInProcess(const TempDir& dir, const std::string& library) {
-  const std::filesystem::path previous = std::filesystem::current_path();
-  std::filesystem::current_path(dir.path());
-  std::vector<std::string> args = {"itunes-import", "-dbdir", dir / "db", "-playlist-dir", dir / "playlists",
-                                   "-itunes-lib", dir / library};
-  std::vector<char*> argv;
-  for (std::string& a : args) argv.push_back(a.data());
-  fflush(stderr);
-  const int saved = dup(2);
-  const int caught = open((dir / "stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  dup2(caught, 2);
-  const int32_t status = itunes_main(static_cast<int32_t>(argv.size()), argv.data());
-  fflush(stderr);
-  dup2(saved, 2);
-  close(saved);
-  close(caught);
-  std::filesystem::current_path(previous);
-  return {status, ReadFile(dir / "stderr")};
+InProcessRun ImportInProcess(const TempDir& dir, const std::string& library) {
+  return testing_support::ImportInProcess(dir, dir / "db", dir / "playlists", dir / library);
 }
 
 Files Outputs(const TempDir& dir) {
@@ -98,7 +74,7 @@ TEST(ImportFaults, EveryCallFailingOnceLeavesTheOldOutputsOrInstallsTheNew) {
       ASSERT_EQ(ImportInProcess(dir, "old.xml").status, 0) << label;
       ASSERT_EQ(Outputs(dir), before) << label;
       upnp_file_fault_arm(c.kind, nth, c.error);
-      const Outcome outcome = ImportInProcess(dir, "new.xml");
+      const InProcessRun outcome = ImportInProcess(dir, "new.xml");
       upnp_file_faults_reset();
       if (c.installs) {
         EXPECT_EQ(outcome.status, 0) << label;

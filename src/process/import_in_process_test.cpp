@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "base/memory.h"
-#include "importer/itunes_main.h"
 #include "process/lifecycle.h"
+#include "testing/import_in_process.hpp"
 #include "testing/itunes_library.hpp"
 #include "testing/memory_fail.hpp"
 #include "testing/temp_dir.hpp"
@@ -21,19 +21,8 @@ namespace {
 
 using namespace testing_support;
 
-// Track locations are relative to the working directory, so the run is made
-// from inside its scratch directory. The library is always there: the run
-// never takes the error end that leaves the process.
 int32_t ImportInProcess(const TempDir& dir) {
-  const std::filesystem::path previous = std::filesystem::current_path();
-  std::filesystem::current_path(dir.path());
-  std::vector<std::string> args = {"itunes-import", "-dbdir", dir.path(), "-playlist-dir", "", "-itunes-lib",
-                                   dir / "lib.xml"};
-  std::vector<char*> argv;
-  for (std::string& a : args) argv.push_back(a.data());
-  const int32_t status = itunes_main(static_cast<int32_t>(argv.size()), argv.data());
-  std::filesystem::current_path(previous);
-  return status;
+  return testing_support::ImportInProcess(dir, dir.path(), "", dir / "lib.xml").status;
 }
 
 // Tracks of both kinds in nested folders, merged playlists and an audiobook.

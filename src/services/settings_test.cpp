@@ -16,6 +16,7 @@ namespace {
 
 using testing_support::LogRecorder;
 using testing_support::TempDir;
+using testing_support::Utf16Le;
 using testing_support::WriteFile;
 
 std::string Get(int32_t id) {
@@ -139,15 +140,6 @@ TEST_F(Settings, StopIsReferenceCounted) {
   EXPECT_EQ(Get(UPNP_INI_STACK_SIZE), "<null>") << "no defaults either once stopped";
   EXPECT_EQ(upnp_ini_file_name(), nullptr);
   upnp_ini_init();  // balances the fixture's stop
-}
-
-std::string Utf16Le(const std::string& ascii) {
-  std::string out("\xFF\xFE", 2);
-  for (char c : ascii) {
-    out += c;
-    out += '\0';
-  }
-  return out;
 }
 
 const char kLines[] =

@@ -16,16 +16,8 @@ namespace {
 
 using testing_support::LogRecorder;
 using testing_support::TempDir;
+using testing_support::Utf16Le;
 using testing_support::WriteFile;
-
-std::string Utf16File(const std::string& utf8_ascii_or_latin1) {
-  std::string out("\xFF\xFE", 2);
-  for (unsigned char c : utf8_ascii_or_latin1) {
-    out += static_cast<char>(c);
-    out += '\0';
-  }
-  return out;
-}
 
 class Translations : public ::testing::Test {
  protected:
@@ -57,9 +49,9 @@ class Translations : public ::testing::Test {
 };
 
 TEST_F(Translations, LanguageFileWithEnglishFallback) {
-  WriteFile(dir_ / "strings-de.txt", Utf16File("|Music|Musik\r\n|Empty|\r\n|Tab|a\tb\r\n|Video|Vid\xE9o\r\n|Long|" +
+  WriteFile(dir_ / "strings-de.txt", Utf16Le("|Music|Musik\r\n|Empty|\r\n|Tab|a\tb\r\n|Video|Vid\xE9o\r\n|Long|" +
                                                 std::string(2000, 'x') + "\r\n"));
-  WriteFile(dir_ / "strings-en.txt", Utf16File("|Music|Music\r\n|Photos|Pictures\r\n|Music|Second\r\n"));
+  WriteFile(dir_ / "strings-en.txt", Utf16Le("|Music|Music\r\n|Photos|Pictures\r\n|Music|Second\r\n"));
   ASSERT_EQ(upnp_translate_init(1), 0);
   upnp_ini_set("language", "de", 0);
   EXPECT_EQ(Translate("Music"), "Musik");
@@ -77,11 +69,11 @@ TEST_F(Translations, LanguageFileWithEnglishFallback) {
 }
 
 TEST_F(Translations, ReloadOnlyWhenTheLanguageChanges) {
-  WriteFile(dir_ / "strings-de.txt", Utf16File("|Music|Musik\r\n"));
-  WriteFile(dir_ / "strings-fr.txt", Utf16File("|Music|Musique\r\n"));
+  WriteFile(dir_ / "strings-de.txt", Utf16Le("|Music|Musik\r\n"));
+  WriteFile(dir_ / "strings-fr.txt", Utf16Le("|Music|Musique\r\n"));
   upnp_ini_set("language", "de", 0);
   EXPECT_EQ(Translate("Music"), "Musik");
-  WriteFile(dir_ / "strings-de.txt", Utf16File("|Music|Neu\r\n"));
+  WriteFile(dir_ / "strings-de.txt", Utf16Le("|Music|Neu\r\n"));
   upnp_ini_set("language", "de", 0);
   EXPECT_EQ(Translate("Music"), "Musik") << "same language: not reloaded";
   upnp_ini_set("language", "fr", 0);
@@ -97,7 +89,7 @@ TEST_F(Translations, NoFilesGiveTheKeysBack) {
 }
 
 TEST_F(Translations, OutOfMemoryKeepsTheTables) {
-  WriteFile(dir_ / "strings-en.txt", Utf16File("|Music|Music\r\n"));
+  WriteFile(dir_ / "strings-en.txt", Utf16Le("|Music|Music\r\n"));
   const int64_t before = g_memUsed;
   ForEachAllocationFailure([&] {
     upnp_translate_init(1);

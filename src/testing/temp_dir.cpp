@@ -46,6 +46,12 @@ void WriteFile(const std::string& path, const std::string& contents) {
   out << contents;
 }
 
+std::string Utf16Le(const std::string& bytes) {
+  std::string out("\xFF\xFE", 2);
+  for (const char c : bytes) out += std::string{c, '\0'};
+  return out;
+}
+
 bool FileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 std::vector<std::string> ListDir(const std::string& path) {

@@ -28,6 +28,8 @@ class TempDir {
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& contents);
+// `bytes` as UTF-16LE text with its byte-order mark, each byte one unit.
+std::string Utf16Le(const std::string& bytes);
 bool FileExists(const std::string& path);
 // Names of the entries of a directory, sorted, without "." and "..".
 std::vector<std::string> ListDir(const std::string& path);
