@@ -55,6 +55,22 @@ upnp_plain_semaphore* semaphore_record(upnp_semaphore_handle handle) {
   return *handle;
 }
 
+// Takes the lock through `take` (pthread_mutex_lock or _trylock) and notes
+// the holder; EBUSY from a try answers 1.
+int32_t take_lock(upnp_lock_handle handle, int (*take)(pthread_mutex_t*), const char* call) {
+  upnp_plain_lock* record = lock_record(handle);
+  if (record == nullptr) return UPNP_INVALID;
+  const int error = take(&record->mutex);
+  if (error == EBUSY) return 1;
+  if (error != 0) {
+    print_system_error(call, error);
+    return UPNP_FAILED;
+  }
+  record->owner = pthread_self();
+  record->held = 1;
+  return 0;
+}
+
 }  // namespace
 
 extern "C" {
@@ -73,31 +89,10 @@ int32_t upnp_lock_create(upnp_lock_handle handle) {
   return 0;
 }
 
-int32_t upnp_lock(upnp_lock_handle handle) {
-  upnp_plain_lock* record = lock_record(handle);
-  if (record == nullptr) return UPNP_INVALID;
-  int error = pthread_mutex_lock(&record->mutex);
-  if (error != 0) {
-    print_system_error("pthread_mutex_lock", error);
-    return UPNP_FAILED;
-  }
-  record->owner = pthread_self();
-  record->held = 1;
-  return 0;
-}
+int32_t upnp_lock(upnp_lock_handle handle) { return take_lock(handle, pthread_mutex_lock, "pthread_mutex_lock"); }
 
 int32_t upnp_lock_try(upnp_lock_handle handle) {
-  upnp_plain_lock* record = lock_record(handle);
-  if (record == nullptr) return UPNP_INVALID;
-  const int error = pthread_mutex_trylock(&record->mutex);
-  if (error == EBUSY) return 1;
-  if (error != 0) {
-    print_system_error("pthread_mutex_trylock", error);
-    return UPNP_FAILED;
-  }
-  record->owner = pthread_self();
-  record->held = 1;
-  return 0;
+  return take_lock(handle, pthread_mutex_trylock, "pthread_mutex_trylock");
 }
 
 int32_t upnp_unlock(upnp_lock_handle handle) {

@@ -142,7 +142,6 @@ bool check_layout(ImportRun& run) {
     upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
     format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
   } else if (status != UPNP_OK) {
-    audiobook_list_free(run.audiobooks);
     refuse_library(run, status == UPNP_INVALID ? kNotComplete : kNotImported, problem);
     return false;
   } else {
