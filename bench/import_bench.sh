@@ -83,7 +83,7 @@ print("%-17s %8.1f %9.2f %9.2f %6.2f %8.1f us %9.1f %9.2f %9.2f  %s" % (
 PY
 }
 
-# The import's fixed cost over the floor (start-up, the shut-down's designed
+# The import's fixed cost over the floor (start-up, the shut-down's fixed
 # sleeps), from a library without tracks or playlists.
 empty=$BENCH_ROOT/empty
 if [ ! -f "$empty/iTunes Music Library.xml" ]; then

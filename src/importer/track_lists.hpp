@@ -29,9 +29,9 @@ static_assert(sizeof(TrackEntry) == 12, "a few bytes per track");
 inline constexpr uint64_t kNoLocation = ~uint64_t{0};
 
 // In arrival order until the first find sorts it (stably: equal ids keep
-// their arrival order), which answers what the design's list, kept in
-// ascending order by inserting each node in front of the first larger id,
-// answers, without its quadratic cost on ids that do not ascend.
+// their arrival order). It answers as a list kept in ascending order by
+// inserting each node in front of the first larger id would, without that
+// list's quadratic cost on ids that do not ascend.
 struct TrackList {
   TrackEntry* entries;
   size_t count;
