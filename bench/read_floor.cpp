@@ -97,7 +97,7 @@ uint64_t scanner_pass(const char* path, LinePass pass, Match match) {
     const importer::LineChunk line = scanner.next();
     switch (match) {
       case Match::kNone: g_sink = g_sink + static_cast<unsigned>(line.length); break;
-      case Match::kMatcher: g_sink = g_sink + static_cast<unsigned>(importer::match_track_key(line.text)); break;
+      case Match::kMatcher: g_sink = g_sink + static_cast<unsigned>(importer::match_track_key(importer::split_classic_line(line.text, line.length))); break;
       case Match::kNaive: g_sink = g_sink + naive_match(line.text); break;
     }
     ++lines;

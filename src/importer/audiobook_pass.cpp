@@ -2,21 +2,20 @@
 // playlist, so that pass 3 can mark those tracks as it maps them. The pass
 // reads the whole file and meanwhile checks its layout, so that a library
 // the passes would misread is known before anything is written.
-#include <stdlib.h>
-
 #include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/pass_markers.hpp"
 #include "importer/plist_layout.hpp"
 #include "importer/track_lists.hpp"
-#include "importer/value_decoding.h"
+#include "importer/value_reading.hpp"
 
 namespace importer {
 
 bool read_audiobook_ids(ImportRun& run) {
   LineScanner scanner(LinePass::kAudiobooks);
   if (!scanner.open(run.scan_path)) return false;
+  run.checked = scanner.identity();
   ClassicLayoutCheck layout;
   // The marker line, then the playlist's items array (a playlist that ends
   // first has none), then its Track ID lines up to "</array>".
@@ -26,7 +25,7 @@ bool read_audiobook_ids(ImportRun& run) {
     layout.feed(chunk.text, chunk.length);
     if (step == Step::kDone) continue;  // the layout check reads on
     char* const line = chunk.text;
-    uint32_t found = kAudiobookMarkers.find_all(line);
+    const uint32_t found = kAudiobookMarkers.find_all(split_classic_line(chunk.text, chunk.length));
     switch (step) {
       case Step::kMarker:
         if (holds(found, AudiobookMarker::kAudiobooks)) step = Step::kArray;
@@ -40,12 +39,10 @@ bool read_audiobook_ids(ImportRun& run) {
         break;
       case Step::kIds:
         if (holds(found, AudiobookMarker::kTrackId)) {
-          if (const char* value = extract_value_in_place(line, "integer")) {
-            audiobook_list_add(run.audiobooks, static_cast<uint32_t>(strtol(value, nullptr, 10)));
-            // Reading the value cut the line at its closing tag: the end of
-            // the array is looked for in what is left, as it always was.
-            found = kAudiobookMarkers.find_all(line);
-          }
+          // A classic line holds one key, so a Track ID line is not the
+          // end of the array as well.
+          uint32_t id = 0;
+          if (read_integer(line, id)) audiobook_list_add(run.audiobooks, id);
         }
         if (holds(found, AudiobookMarker::kArrayEnd)) step = Step::kDone;
         break;
@@ -53,6 +50,16 @@ bool read_audiobook_ids(ImportRun& run) {
     }
   }
   return layout.classic_and_complete();
+}
+
+bool open_checked_library(ImportRun& run, LineScanner& scanner) {
+  // A library that cannot be opened now makes the pass do nothing, as it
+  // always has.
+  if (!scanner.open(run.scan_path)) return false;
+  if (scanner.identity() == run.checked) return true;
+  scanner.close();
+  note_failure(run, 0, "read %s: it changed while it was being imported", run.library_path);
+  return false;
 }
 
 }  // namespace importer

@@ -39,14 +39,15 @@ struct PendingEntry {
 
 void read_playlist_folders(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
-  if (!scanner.open(run.scan_path)) return;
+  if (!open_checked_library(run, scanner)) return;
 
   bool in_playlists = false;
   PendingEntry pending;
   uint32_t playlist_id = 0;  // outlives the texts: it is not reset by a drop
   while (!scanner.at_end()) {
-    char* const line = scanner.next().text;
-    const uint32_t found = kFolderMarkers.find_all(line);
+    const LineChunk chunk = scanner.next();
+    char* const line = chunk.text;
+    const uint32_t found = kFolderMarkers.find_all(split_classic_line(chunk.text, chunk.length));
     if (holds(found, FolderMarker::kPlaylists)) {
       in_playlists = true;
       continue;

@@ -6,6 +6,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "importer/line_scanner.hpp"
 #include "importer/track_lists.hpp"
 #include "importer/track_mapping.hpp"
 
@@ -18,7 +19,6 @@ namespace importer {
 constexpr size_t kPathBufferSize = 1024;
 
 struct FolderList;
-class LineScanner;
 
 struct ImportRun {
   char library_path[kPathBufferSize];
@@ -26,6 +26,10 @@ struct ImportRun {
   // classic layout in the work directory.
   char scan_path[kPathBufferSize];
   bool rewritten;  // scan_path is the rewrite
+  // The file pass 1 found in the classic layout. The other passes recognise
+  // lines by their heads, which only that layout allows: they read this
+  // very file or nothing.
+  FileIdentity checked;
   char database_dir[kPathBufferSize];
   char playlist_dir[kPathBufferSize];
   char work_dir[kPathBufferSize];
@@ -44,7 +48,7 @@ struct ImportRun {
 };
 
 // Keeps the first failure of the run as "iTunes-import: can not <what>:
-// <error text>"; later ones add nothing.
+// <error text>" (without the error text for error 0); later ones add nothing.
 void note_failure(ImportRun& run, int error, const char* what_format, ...) __attribute__((format(printf, 3, 4)));
 inline bool run_failed(const ImportRun& run) { return run.failure[0] != '\0'; }
 
@@ -56,6 +60,9 @@ bool start_cleanly(ImportRun& run);
 // Pass 1: the track ids of the "Audiobooks" playlist. True when the file is
 // in the classic layout and complete (plist_layout.hpp).
 bool read_audiobook_ids(ImportRun& run);
+// Opens the scanner on the file pass 1 checked. False, with the failure
+// noted when the file is there but is no longer that file.
+bool open_checked_library(ImportRun& run, LineScanner& scanner);
 // Pass 2: playlist folders and names.
 void read_playlist_folders(ImportRun& run);
 // Pass 3: every track into the items file; at the "<key>Playlists</key>"

@@ -147,6 +147,11 @@ bool check_layout(ImportRun& run) {
   } else {
     run.rewritten = true;
   }
+  // The rewrite holds one key or one tag a line with every "<" of its
+  // values escaped, as the passes need, even where the entries it was
+  // given could not be put in the classic order (a playlist without a
+  // name): pass 1 reads it for the audiobooks and names it the file the
+  // other passes read.
   (void)read_audiobook_ids(run);
   return true;
 }

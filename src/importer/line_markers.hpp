@@ -1,27 +1,28 @@
 // The one way the passes recognise their lines: a table of fixed markers,
-// each found by plain substring search, answered in one scan of the line.
+// answered for a line in the classic layout (classic_line.hpp) from its key
+// and the head of its rest, or from its tag.
 //
-// Nearly every marker is a key, "<key>Name</key>", so the scan finds each
-// "<key>" of the line once and compares the text behind it only with the
-// markers of the same name initial; the rare others are searched for whole.
-// The answer is the set of markers the line holds, so a pass can ask both
-// "which comes first in my order" (the lowest bit) and "is this one there"
-// without reading the line again; lines holding several markers, and chunks
-// of overlong lines, get the same answers as searching the line for each
-// marker in turn.
+// A marker is a key, "<key>Name</key>", possibly with a suffix such as
+// "<true/>", or a tag such as "</dict>". The answer is the set of markers
+// the line holds, so a pass can ask both "which comes first in my order"
+// (the lowest bit) and "is this one there" without looking at the line
+// again. On a classic line it is the set that searching the line for each
+// marker in turn gives.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
-#include <string.h>
 
 #include <array>
 #include <bit>
 #include <string_view>
 
+#include "importer/classic_line.hpp"
+
 namespace importer {
 
 inline constexpr std::string_view kKeyOpen = "<key>";
+inline constexpr std::string_view kKeyClose = "</key>";
 
 template <size_t N>
 class MarkerSet {
@@ -35,16 +36,18 @@ class MarkerSet {
     for (auto& bucket : key_buckets_) bucket.fill(kEndOfBucket);
     for (size_t i = 0; i < N; ++i) {
       const std::string_view m = markers[i];
-      if (m.empty()) well_formed_ = false;
-      const bool key = m.substr(0, kKeyOpen.size()) == kKeyOpen && m.size() > kKeyOpen.size();
-      // A marker searched for whole must end the text it is given in, so
-      // that its data() is a C string.
-      if (!key) {
-        if (m.data()[m.size()] != '\0') well_formed_ = false;
-        others_[other_count_++] = static_cast<uint8_t>(i);
+      if (m.size() < 2 || m[0] != '<' || m.find('\0') != std::string_view::npos) well_formed_ = false;
+      const size_t name_end = m.find(kKeyClose);
+      if (m.substr(0, kKeyOpen.size()) != kKeyOpen || name_end == std::string_view::npos ||
+          name_end == kKeyOpen.size()) {
+        tags_[tag_count_++] = static_cast<uint8_t>(i);
         continue;
       }
-      auto& bucket = key_buckets_[static_cast<unsigned char>(m[kKeyOpen.size()])];
+      names_[i] = m.substr(kKeyOpen.size(), name_end - kKeyOpen.size());
+      suffixes_[i] = m.substr(name_end + kKeyClose.size());
+      // A name holding "<" would not be a classic key.
+      if (names_[i].find('<') != std::string_view::npos) well_formed_ = false;
+      auto& bucket = key_buckets_[static_cast<unsigned char>(names_[i][0])];
       size_t slot = 0;
       while (slot < kBucketSize && bucket[slot] != kEndOfBucket) ++slot;
       if (slot == kBucketSize) {
@@ -58,21 +61,19 @@ class MarkerSet {
   [[nodiscard]] constexpr bool well_formed() const { return well_formed_; }
   [[nodiscard]] constexpr std::string_view marker(size_t i) const { return markers_[i]; }
 
-  // Bit i set when marker i occurs anywhere in the C string `line`.
-  [[nodiscard]] uint32_t find_all(const char* line) const {
+  // Bit i set when the line holds marker i.
+  [[nodiscard]] constexpr uint32_t find_all(const ClassicLine& line) const {
     uint32_t found = 0;
-    // "<key>" cannot overlap itself, so the next one starts behind this one.
-    for (const char* at = strstr(line, kKeyOpen.data()); at != nullptr;
-         at = strstr(at + kKeyOpen.size(), kKeyOpen.data())) {
-      const char* name = at + kKeyOpen.size();
-      for (const uint8_t i : key_buckets_[static_cast<unsigned char>(*name)]) {
-        if (i == kEndOfBucket) break;
-        if (starts_with(name, markers_[i].substr(kKeyOpen.size()))) found |= uint32_t{1} << i;
+    if (line.key.data() == nullptr) {
+      for (size_t k = 0; k < tag_count_; ++k) {
+        if (line.rest == markers_[tags_[k]]) found |= uint32_t{1} << tags_[k];
       }
+      return found;
     }
-    // The few markers that are not keys ("</dict>") are searched for whole.
-    for (size_t k = 0; k < other_count_; ++k) {
-      if (strstr(line, markers_[others_[k]].data()) != nullptr) found |= uint32_t{1} << others_[k];
+    if (line.key.empty()) return 0;
+    for (const uint8_t i : key_buckets_[static_cast<unsigned char>(line.key[0])]) {
+      if (i == kEndOfBucket) break;
+      if (line.key == names_[i] && line.rest.substr(0, suffixes_[i].size()) == suffixes_[i]) found |= uint32_t{1} << i;
     }
     return found;
   }
@@ -83,19 +84,12 @@ class MarkerSet {
   }
 
  private:
-  // Markers hold no NUL, so the comparison stops at the line's NUL at the
-  // latest and never reads past it.
-  static bool starts_with(const char* text, std::string_view prefix) {
-    for (const char c : prefix) {
-      if (*text++ != c) return false;
-    }
-    return true;
-  }
-
   std::array<std::string_view, N> markers_;
-  std::array<std::array<uint8_t, kBucketSize>, 256> key_buckets_{};
-  std::array<uint8_t, N> others_{};  // markers that are not keys
-  size_t other_count_ = 0;
+  std::array<std::string_view, N> names_{};     // of the key markers
+  std::array<std::string_view, N> suffixes_{};  // behind their "</key>"
+  std::array<std::array<uint8_t, kBucketSize>, 256> key_buckets_{};  // by the name's first byte
+  std::array<uint8_t, N> tags_{};  // markers that are not keys
+  size_t tag_count_ = 0;
   bool well_formed_ = true;
 };
 

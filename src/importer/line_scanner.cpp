@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <sched.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,6 +51,10 @@ bool LineScanner::start(upnp_file* file) {
   block_[0] = 0;
   saved_ = 0;
   drained_ = false;
+  struct stat info;
+  identity_ = fstat(file->fd, &info) == 0
+                  ? FileIdentity{info.st_dev, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec}
+                  : FileIdentity{};
   return true;
 }
 
@@ -60,6 +65,7 @@ void LineScanner::close() {
   block_ = nullptr;
   begin_ = end_ = nul_at_ = 0;
   size_ = position_ = 0;
+  identity_ = FileIdentity{};
 }
 
 bool LineScanner::at_end() const {

@@ -40,6 +40,17 @@ enum class LinePass : uint8_t {
   kFoldersAndTracks,
 };
 
+// What tells one version of a file from another: the passes read the file
+// that pass 1 checked, or nothing.
+struct FileIdentity {
+  uint64_t device;
+  uint64_t inode;
+  int64_t size;
+  int64_t modified_seconds;
+  int64_t modified_nanoseconds;
+  bool operator==(const FileIdentity&) const = default;
+};
+
 struct LineChunk {
   char* text;     // NUL-terminated at text[length]
   size_t length;  // bytes of the chunk kept, NULs of the file included; <= 1023
@@ -74,6 +85,8 @@ class LineScanner {
   [[nodiscard]] int64_t position() const { return position_; }
   // The file being read; null when nothing is open.
   [[nodiscard]] const upnp_file* file() const { return file_; }
+  // Of the file as it was opened; all zero when it could not be had.
+  [[nodiscard]] const FileIdentity& identity() const { return identity_; }
 
  private:
   bool start(upnp_file* file);
@@ -94,6 +107,7 @@ class LineScanner {
   bool drained_ = false;   // the descriptor gave 0 bytes or failed
   int64_t size_ = 0;      // the handle's size at open time
   int64_t position_ = 0;
+  FileIdentity identity_{};
 };
 
 }  // namespace importer

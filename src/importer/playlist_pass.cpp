@@ -51,7 +51,7 @@ class PlaylistWriter {
   PlaylistWriter(const PlaylistWriter&) = delete;
   PlaylistWriter& operator=(const PlaylistWriter&) = delete;
 
-  void read_line(char* line);
+  void read_line(LineChunk chunk);
 
  private:
   // Renders the current playlist into the open WPL file and closes it.
@@ -78,15 +78,13 @@ void copy_value(char* line, char (&buffer)[kPathBufferSize]) {
   format_cut(buffer, sizeof buffer, "%s", value ? value.get() : "");
 }
 
-void PlaylistWriter::read_line(char* line) {
-  uint32_t found = kPlaylistMarkers.find_all(line);
+void PlaylistWriter::read_line(LineChunk chunk) {
+  char* const line = chunk.text;
+  // A classic line holds one key: a line whose value is read holds no
+  // "Track ID" besides.
+  const uint32_t found = kPlaylistMarkers.find_all(split_classic_line(chunk.text, chunk.length));
   constexpr uint32_t kChained = (1u << static_cast<unsigned>(PlaylistMarker::kTrackId)) - 1;
-  // Reading a value cuts the line at its closing tag, and "Track ID" is
-  // looked for in what is left.
-  const auto read_value = [&](char (&buffer)[kPathBufferSize]) {
-    copy_value(line, buffer);
-    if (holds(found, PlaylistMarker::kTrackId)) found = kPlaylistMarkers.find_all(line);
-  };
+  const auto read_value = [&](char (&buffer)[kPathBufferSize]) { copy_value(line, buffer); };
   switch (static_cast<PlaylistMarker>(kPlaylistMarkers.first(found & kChained))) {
     case PlaylistMarker::kName:
       new_playlist_ = true;
@@ -183,7 +181,7 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   {
     // The last playlist's file is written when the writer goes.
     PlaylistWriter writer(run, scanner.file() != nullptr ? scanner.file()->fd : -1);
-    while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next().text);
+    while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next());
   }
   // Every file is written and nothing reads the table again: return its
   // memory now rather than at shut-down.

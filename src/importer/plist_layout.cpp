@@ -148,6 +148,8 @@ bool ClassicLayoutCheck::line(std::string_view text) {
     return true;
   }
   if (depth_ == 0) {
+    // The prolog's lines hold one tag each, like every other line.
+    if (memchr(text.data() + 1, '<', text.size() - 1) != nullptr) return false;
     if (text.compare(0, 6, "<plist") == 0) {
       if (seen_tracks_ || ended_) return false;
       roles_[depth_++] = Role::kPlist;

@@ -8,9 +8,11 @@
 // ClassicLayoutCheck watches the lines of pass 1 go by and says whether the
 // file is in that layout and complete (every dict and array closed, a
 // "Tracks" dict, "</plist>" last). It only looks at the bytes already in
-// hand, so the classic path costs no extra read. Any other file is rewritten
-// into the layout first (plist_rewrite.hpp). Key ranks are shared with the
-// rewriter, which orders an entry's keys by them.
+// hand, so the classic path costs no extra read. In that layout every "<" of
+// a line stands at one of its tags, which lets the passes recognise a line by
+// its head (classic_line.hpp). Any other file is rewritten into the layout
+// first (plist_rewrite.hpp). Key ranks are shared with the rewriter, which
+// orders an entry's keys by them.
 #pragma once
 
 #include <stddef.h>
@@ -39,6 +41,8 @@ class ClassicLayoutCheck {
   // True when every line fed was in the classic layout and the file is
   // complete.
   [[nodiscard]] bool classic_and_complete() const;
+  // True while every line fed so far was in the classic layout.
+  [[nodiscard]] bool classic_so_far() const { return ok_; }
 
  private:
   enum class Role : uint8_t { kPlist, kRoot, kTracks, kTrack, kPlaylists, kPlaylist, kItems, kOther };

@@ -84,7 +84,11 @@ void note_failure(ImportRun& run, int error, const char* what_format, ...) {
   va_start(args, what_format);
   vsnprintf(what, sizeof what, what_format, args);
   va_end(args);
-  format_cut(run.failure, kPathBufferSize, "iTunes-import: can not %s: %s", what, strerror(error));
+  if (error == 0) {
+    format_cut(run.failure, kPathBufferSize, "iTunes-import: can not %s", what);
+  } else {
+    format_cut(run.failure, kPathBufferSize, "iTunes-import: can not %s: %s", what, strerror(error));
+  }
 }
 
 bool start_cleanly(ImportRun& run) {

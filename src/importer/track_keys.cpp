@@ -21,12 +21,11 @@ constexpr uint32_t kKeyBits = (uint32_t{1} << kKeys) - 1;
 
 }  // namespace
 
-TrackKey match_track_key(const char* line) {
-  if (line == nullptr) return TrackKey::kNone;
+TrackKey match_track_key(const ClassicLine& line) {
   return static_cast<TrackKey>(MarkerSet<kKeys>::first(kTrackLineMarkers.find_all(line) & kKeyBits));
 }
 
-TrackLine match_track_line(const char* line) {
+TrackLine match_track_line(const ClassicLine& line) {
   const uint32_t found = kTrackLineMarkers.find_all(line);
   return {(found >> kEntryEnd & 1u) != 0, static_cast<TrackKey>(MarkerSet<kKeys>::first(found & kKeyBits))};
 }

@@ -115,10 +115,9 @@ static_assert(kTrackKeyMarkers.front().marker == "<key>Name</key>" &&
                   kTrackKeyMarkers.back().marker == "<key>Location</key>",
               "Name is tested first and Location last");
 
-// The first marker of the table (in table order) that occurs anywhere in the
-// C string `line`, or kNone; null gives kNone. Same answer as searching the
-// line for each marker in turn, at the cost of one scan of the line.
-[[nodiscard]] TrackKey match_track_key(const char* line);
+// The first marker of the table (in table order) that the line holds, or
+// kNone.
+[[nodiscard]] TrackKey match_track_key(const ClassicLine& line);
 
 // A line inside a track entry: whether it holds "</dict>", which ends the
 // entry and is tested before any key, and else its key.
@@ -126,6 +125,6 @@ struct TrackLine {
   bool ends_entry;
   TrackKey key;
 };
-[[nodiscard]] TrackLine match_track_line(const char* line);
+[[nodiscard]] TrackLine match_track_line(const ClassicLine& line);
 
 }  // namespace importer

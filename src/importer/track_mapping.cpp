@@ -14,8 +14,8 @@
 #include "base/file_system.h"
 #include "base/memory.h"
 #include "base/number_text.h"
-#include "importer/bounded_format.hpp"
 #include "importer/value_decoding.h"
+#include "importer/value_reading.hpp"
 #include "records/object_class.h"
 #include "records/object_text.h"
 #include "records/setters.h"
@@ -46,25 +46,34 @@ static_assert(kAddCommand.substr(2, 3) == "017" && kReplaceCommand.substr(2, 3) 
 // What the REPLACE record keeps of a track.
 constexpr int32_t kReplaceKeeps[] = {DB_PROP_TITLE, DB_PROP_ARTIST, DB_PROP_GENRE, DB_PROP_ALBUM, DB_PROP_RES};
 
-void set_text(TrackState& track, int32_t id, char* owned) {
-  track.record = db_object_set_prop(track.record, id, owned, 0);
+// The record borrows a copy of the value from the track's value space.
+void set_text(TrackState& track, int32_t id, std::string_view value) {
+  char* copy;
+  int32_t borrowed = 1;
+  if (value.size() < sizeof track.values - track.values_used) {
+    copy = track.values + track.values_used;
+    track.values_used += value.size() + 1;
+  } else {
+    // A failed allocation drops the value, as it always has.
+    copy = static_cast<char*>(upnp_malloc(value.size() + 1));
+    if (copy == nullptr) return;
+    borrowed = 0;
+  }
+  memcpy(copy, value.data(), value.size());
+  copy[value.size()] = '\0';
+  track.record = db_object_set_prop(track.record, id, copy, borrowed);
 }
 
+// "%d" of the number as a signed 32-bit value, as the numeric setter writes it.
 void set_number(TrackState& track, int32_t id, uint32_t number) {
-  track.record = db_object_set_numprop(track.record, id, static_cast<int32_t>(number));
+  char text[UPNP_INT32_TEXT_SIZE];
+  set_text(track, id, {text, upnp_int32_to_text(static_cast<int32_t>(number), text)});
 }
 
-// The "integer" value, when the line holds one.
-bool read_integer(char* line, uint32_t& number) {
-  const char* text = extract_value_in_place(line, "integer");
-  if (text == nullptr) return false;
-  number = static_cast<uint32_t>(strtol(text, nullptr, 10));
-  return true;
-}
-
-char* read_string_or_date(char* line) {
-  char* value = extract_value(line, "string");
-  return value != nullptr ? value : extract_value(line, "date");
+// The "string" value, else the "date" value; data() null for neither.
+std::string_view read_string_or_date(char* line) {
+  const std::string_view value = read_value(line, kStringValue);
+  return value.data() != nullptr ? value : read_value(line, kDateValue);
 }
 
 // The text cut to the buffer, as "%s" into it would cut it.
@@ -76,12 +85,10 @@ void keep_text(char (&buffer)[TrackState::kTextSize], const char* text) {
 
 void map_location(TrackState& track, char* value, AudiobookList& audiobooks) {
   keep_text(track.location, track.protocol == 'd' ? path_of_file_url(value) : value);
-  upnp_free(value);
   track.has_location = true;
   track.location_ref = static_cast<uint64_t>(track.line_offset) << 1 | (track.protocol == 'd' ? 0u : 1u);
-  set_text(track, DB_PROP_RES, upnp_strdup(track.location));
-  const char protocol[2] = {track.protocol, '\0'};
-  set_text(track, kProtocol, upnp_strdup(protocol));
+  set_text(track, DB_PROP_RES, track.location);
+  set_text(track, kProtocol, {&track.protocol, 1});
   if (audiobook_list_contains(audiobooks, track.id)) {
     set_number(track, kAudiobook, 1);
   } else {
@@ -110,7 +117,7 @@ bool is_written(TrackState& track) {
 
 void write_records(TrackState& track, ItemsWriter& items) {
   const db_object_class_index cls = track.video ? DB_CLASS_MOVIE : DB_CLASS_MUSIC_TRACK;
-  set_text(track, DB_PROP_CLASS, upnp_strdup(db_object_class_names[cls]));
+  set_text(track, DB_PROP_CLASS, db_object_class_names[cls]);
   items.write(kAddCommand.data(), kAddCommand.size());
   items.write_record(track.record);
 
@@ -139,46 +146,42 @@ void begin_track(TrackState& track, uint32_t id) {
   memset(track.size_text, 0, sizeof track.size_text);
 }
 
+// The record lets go of the values it borrowed before the space is reused.
+void empty_record(TrackState& track) {
+  db_object_clear(track.record);
+  track.values_used = 0;
+}
+
 void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& audiobooks) {
   uint32_t number = 0;
+  const auto set_string = [&](int32_t id) {
+    const std::string_view value = read_value(line, kStringValue);
+    if (value.data() != nullptr) set_text(track, id, value);
+  };
   switch (key) {
-    case TrackKey::kName:
-      set_text(track, DB_PROP_TITLE, extract_value(line, "string"));
-      break;
-    case TrackKey::kArtist:
-      set_text(track, DB_PROP_ARTIST, extract_value(line, "string"));
-      break;
-    case TrackKey::kAlbumArtist:
-      set_text(track, kAlbumArtist, extract_value(line, "string"));
-      break;
-    case TrackKey::kProtected:
-      track.is_protected = true;
-      break;
-    case TrackKey::kComposer:
-      set_text(track, kAuthor, extract_value(line, "string"));
-      break;
-    case TrackKey::kAlbum:
-      set_text(track, DB_PROP_ALBUM, extract_value(line, "string"));
-      break;
+    case TrackKey::kName: set_string(DB_PROP_TITLE); break;
+    case TrackKey::kArtist: set_string(DB_PROP_ARTIST); break;
+    case TrackKey::kAlbumArtist: set_string(kAlbumArtist); break;
+    case TrackKey::kProtected: track.is_protected = true; break;
+    case TrackKey::kComposer: set_string(kAuthor); break;
+    case TrackKey::kAlbum: set_string(DB_PROP_ALBUM); break;
     case TrackKey::kRating:
       // iTunes rates 0 to 100 in steps of 20; the record holds 0 to 5.
       if (read_integer(line, number)) set_number(track, DB_PROP_RATING, number / 20);
       break;
-    case TrackKey::kGenre:
-      set_text(track, DB_PROP_GENRE, extract_value(line, "string"));
-      break;
+    case TrackKey::kGenre: set_string(DB_PROP_GENRE); break;
     case TrackKey::kSize:
       // Signed 32-bit on purpose: the media server reads sizes so.
       if (read_integer(line, number)) {
-        (void)upnp_int32_to_text(static_cast<int32_t>(number), track.size_text);
-        set_text(track, DB_PROP_SIZE, upnp_strdup(track.size_text));
+        const uint32_t length = upnp_int32_to_text(static_cast<int32_t>(number), track.size_text);
+        set_text(track, DB_PROP_SIZE, {track.size_text, length});
       }
       break;
     case TrackKey::kTotalTime:
       if (read_integer(line, number) && number >= 1) {
         char duration[15];
         format_duration(number, duration);
-        set_text(track, DB_PROP_DURATION, upnp_strdup(duration));
+        set_text(track, DB_PROP_DURATION, duration);
       }
       break;
     case TrackKey::kTrackNumber:
@@ -198,54 +201,48 @@ void map_track_key(TrackState& track, TrackKey key, char* line, AudiobookList& a
       if (read_integer(line, number)) set_number(track, kNumberOfThisDisc, number);
       break;
     case TrackKey::kDateModified: {
-      char* value = read_string_or_date(line);
-      set_number(track, kModificationTime, value != nullptr ? modification_time_of(value) : 0);
-      if (value != nullptr) upnp_free(value);
+      const std::string_view value = read_string_or_date(line);
+      set_number(track, kModificationTime, value.data() != nullptr ? modification_time_of(value.data()) : 0);
       break;
     }
     case TrackKey::kPlayDateUtc: {
-      char* value = read_string_or_date(line);
-      if (value != nullptr) {
-        if (char* zone = strchr(value, 'Z')) *zone = '\0';
-      }
-      set_text(track, kLastPlayedTime, value);
+      // Without a value the setter is called with none, which sets nothing.
+      const std::string_view value = read_string_or_date(line);
+      if (value.data() != nullptr) set_text(track, kLastPlayedTime, value.substr(0, value.find('Z')));
       break;
     }
-    case TrackKey::kTrackType:
-      if (char* value = extract_value(line, "string")) {
-        if (strcmp(value, "File") == 0) track.protocol = 'd';
-        if (strcmp(value, "URL") == 0) track.protocol = 'h';
-        upnp_free(value);
-      }
+    case TrackKey::kTrackType: {
+      const std::string_view value = read_value(line, kStringValue);
+      if (value == "File") track.protocol = 'd';
+      if (value == "URL") track.protocol = 'h';
       break;
+    }
     case TrackKey::kYear:
       // The date setter keeps full dates only: a year becomes its first
       // day, which the media server shows as the year. Other values are
       // dropped.
       if (read_integer(line, number) && number >= 1 && number <= 9999) {
         char date[sizeof "YYYY-01-01"];
-        format_cut(date, sizeof date, "%04u-01-01", static_cast<unsigned>(number));
-        set_text(track, DB_PROP_DATE, upnp_strdup(date));
+        (void)upnp_uint32_to_text(number, 4, date);
+        memcpy(date + 4, "-01-01", sizeof "-01-01");
+        set_text(track, DB_PROP_DATE, date);
       }
       break;
-    case TrackKey::kHasVideo:
-      track.video = true;
+    case TrackKey::kHasVideo: track.video = true; break;
+    case TrackKey::kCompilation: set_number(track, kCompilation, 1); break;
+    case TrackKey::kLocation: {
+      const std::string_view value = read_value(line, kStringValue);
+      if (value.data() != nullptr) map_location(track, const_cast<char*>(value.data()), audiobooks);
       break;
-    case TrackKey::kCompilation:
-      set_number(track, kCompilation, 1);
-      break;
-    case TrackKey::kLocation:
-      if (char* value = extract_value(line, "string")) map_location(track, value, audiobooks);
-      break;
-    case TrackKey::kNone:
-      break;
+    }
+    case TrackKey::kNone: break;
   }
 }
 
 void end_track(TrackState& track, ItemsWriter& items, TrackList& tracks) {
   ++track.counts.seen;
   if (is_written(track)) write_records(track, items);
-  db_object_clear(track.record);
+  empty_record(track);
   // A protected track is not offered to the playlists either; every other
   // track is, written or not (a URL track still plays from a playlist).
   if (track.is_protected) return;

@@ -21,9 +21,6 @@ namespace importer {
 
 class ItemsWriter;
 
-// The state of the track being read. Name and location are kept in buffers
-// of the line's size (no value is longer than a line), so the only heap
-// copies of a track are the ones the record and the track list keep.
 // How many tracks an import met, wrote and left out, by reason.
 struct TrackCounts {
   uint32_t seen;
@@ -35,9 +32,16 @@ struct TrackCounts {
   uint32_t book;
 };
 
+// The state of the track being read. The location is kept in a buffer of
+// the line's size (no value is longer than a line), and the record borrows
+// every value it holds from the track's value space, so that mapping a track
+// costs no heap block at all unless its values outgrow that space.
 struct TrackState {
   static constexpr size_t kTextSize = 1024;
   static constexpr size_t kSizeTextSize = 32;
+  // A track's values take about 500 bytes; a track whose keys repeat past
+  // this has its further values copied to the heap, owned by the record.
+  static constexpr size_t kValueSpaceSize = 8 * 1024;
 
   uint32_t id;
   // Created by the first property set and emptied at each track's end, so
@@ -52,6 +56,8 @@ struct TrackState {
   uint64_t location_ref;  // where the track list reads the location back
   char location[kTextSize];
   char size_text[kSizeTextSize];
+  size_t values_used = 0;  // of `values`, emptied with the record at each track's end
+  char values[kValueSpaceSize];
   TrackCounts counts{};  // of the whole pass: begin_track leaves it
 };
 

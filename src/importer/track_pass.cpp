@@ -3,6 +3,7 @@
 // "<key>Playlists</key>" line hands the file on to the playlist half.
 #include "importer/import_run.hpp"
 #include "importer/items_writer.hpp"
+#include "importer/classic_line.hpp"
 #include "importer/line_scanner.hpp"
 #include "importer/pass_markers.hpp"
 #include "importer/playlist_naming.hpp"
@@ -18,10 +19,12 @@ namespace {
 void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
   while (!scanner.at_end()) {
     track.line_offset = scanner.position();
-    char* line = scanner.next().text;
+    const LineChunk chunk = scanner.next();
+    const ClassicLine line = split_classic_line(chunk.text, chunk.length);
     const TrackLine match = match_track_line(line);
     if (match.ends_entry) return;
-    if (match.key != TrackKey::kNone) map_track_key(track, match.key, line, run.audiobooks);
+    // The value is read from behind the key: a classic key holds no "<".
+    if (match.key != TrackKey::kNone) map_track_key(track, match.key, value_text(chunk.text, line), run.audiobooks);
   }
 }
 
@@ -29,7 +32,7 @@ void read_track(ImportRun& run, LineScanner& scanner, TrackState& track) {
 
 void read_tracks_and_playlists(ImportRun& run) {
   LineScanner scanner(LinePass::kFoldersAndTracks);
-  if (!scanner.open(run.scan_path)) return;
+  if (!open_checked_library(run, scanner)) return;
   ItemsWriter items(run.items_file);
   TrackState track;
   track.record = nullptr;
@@ -38,10 +41,11 @@ void read_tracks_and_playlists(ImportRun& run) {
     ~RecordGuard() { db_object_free(track.record); }
   } guard{track};
   while (!scanner.at_end() && !run_failed(run)) {
-    char* line = scanner.next().text;
+    const LineChunk chunk = scanner.next();
+    const ClassicLine line = split_classic_line(chunk.text, chunk.length);
     const auto marker = static_cast<TrackPassMarker>(kTrackPassMarkers.first(kTrackPassMarkers.find_all(line)));
     if (marker == TrackPassMarker::kTrackId) {
-      begin_track(track, extract_integer(line));
+      begin_track(track, extract_integer(value_text(chunk.text, line)));
       read_track(run, scanner, track);
       end_track(track, items, run.tracks);
     } else if (marker == TrackPassMarker::kPlaylists) {
