@@ -21,7 +21,13 @@ bool read_audiobook_ids(ImportRun& run) {
   // first has none), then its Track ID lines up to "</array>".
   enum class Step { kMarker, kArray, kIds, kDone } step = Step::kMarker;
   while (!scanner.at_end()) {
-    const LineChunk chunk = scanner.next();
+    // The layout is checked on whole lines, so that a long value does not
+    // send a classic library to the rewrite. Audiobook ids are read from
+    // what one read holds, as always: a classic line longer than that ends
+    // its value beyond it.
+    LineChunk chunk = scanner.next();
+    const bool in_one_read = chunk.length < LineScanner::kLineBufferSize - 1 || chunk.text[chunk.length - 1] == '\n';
+    chunk = scanner.whole_line(chunk);
     layout.feed(chunk.text, chunk.length);
     if (step == Step::kDone) continue;  // the layout check reads on
     char* const line = chunk.text;
@@ -42,7 +48,7 @@ bool read_audiobook_ids(ImportRun& run) {
           // A classic line holds one key, so a Track ID line is not the
           // end of the array as well.
           uint32_t id = 0;
-          if (read_integer(line, id)) audiobook_list_add(run.audiobooks, id);
+          if (in_one_read && read_integer(line, id)) audiobook_list_add(run.audiobooks, id);
         }
         if (holds(found, AudiobookMarker::kArrayEnd)) step = Step::kDone;
         break;

@@ -35,8 +35,8 @@ TrackKeyRank track_key_rank(std::string_view key);
 
 class ClassicLayoutCheck {
  public:
-  // One line of pass 1 (at most 1022 bytes; a longer line comes in pieces,
-  // which is not the classic layout).
+  // One whole line of pass 1, with its newline. A line longer than the
+  // scanner can hold comes in pieces, which is not the classic layout.
   void feed(const char* text, size_t length);
   // True when every line fed was in the classic layout and the file is
   // complete.

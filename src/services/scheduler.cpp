@@ -23,6 +23,9 @@ constexpr int32_t kPriorityClass = 5;
 constexpr uint32_t kRequestedStack = 16384;  // ignored by the thread start, on purpose
 constexpr int kStopChecks = 52;
 constexpr uint32_t kStopPauseMs = 100;
+// Yields given to the woken thread to leave before the first count (about a
+// millisecond on an idle processor).
+constexpr int kLeaveYields = 2000;
 constexpr int kScratchTexts = 8;
 constexpr int kScratchSize = 256;
 
@@ -225,6 +228,9 @@ void upnp_util_stop(void) {
   upnp_sleep_ms(10);
   wake_scheduler();
   const char* names[] = {UPNP_SCHEDULER_THREAD_NAME, nullptr};
+  // The woken thread leaves within microseconds; counting it at once would
+  // find it still there and pay a whole pause for it on every shut-down.
+  for (int yield = 0; yield < kLeaveYields && upnp_count_threads(names) != 0; ++yield) sched_yield();
   for (int check = 0; check < kStopChecks; ++check) {
     if (upnp_count_threads(names) == 0) break;
     if (check + 1 < kStopChecks) upnp_sleep_ms(kStopPauseMs);
