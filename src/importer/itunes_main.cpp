@@ -136,17 +136,14 @@ bool check_layout(ImportRun& run) {
   format_cut(run.scan_path, kPathBufferSize, "%s%citunes.library.classic", run.work_dir, kSeparator);
   char problem[kRewriteProblemSize];
   const int32_t status = rewrite_to_classic(run.library_path, scratch, run.scan_path, problem);
-  if (status == UPNP_NOMEM) {
-    // Says nothing about the library: read it as it is, as every pass
-    // drops what it has no memory for.
-    upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
-    format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
-  } else if (status != UPNP_OK) {
+  if (status != UPNP_OK) {
+    // Out of memory says nothing about the library, but the passes would
+    // misread it as it is and import part of it: it is refused like a
+    // library that cannot be read.
     refuse_library(run, status == UPNP_INVALID ? kNotComplete : kNotImported, problem);
     return false;
-  } else {
-    run.rewritten = true;
   }
+  run.rewritten = true;
   (void)read_audiobook_ids(run);
   return true;
 }
