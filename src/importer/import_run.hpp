@@ -61,7 +61,7 @@ bool start_cleanly(ImportRun& run);
 // in the classic layout and complete (plist_layout.hpp).
 bool read_audiobook_ids(ImportRun& run);
 // Opens the scanner on the file pass 1 checked. False, with the failure
-// noted when the file is there but is no longer that file.
+// noted, when it can not be read now or is no longer that file.
 bool open_checked_library(ImportRun& run, LineScanner& scanner);
 // Pass 2: playlist folders and names.
 void read_playlist_folders(ImportRun& run);

@@ -136,23 +136,25 @@ bool check_layout(ImportRun& run) {
   format_cut(run.scan_path, kPathBufferSize, "%s%citunes.library.classic", run.work_dir, kSeparator);
   char problem[kRewriteProblemSize];
   const int32_t status = rewrite_to_classic(run.library_path, scratch, run.scan_path, problem);
-  if (status == UPNP_NOMEM) {
-    // Says nothing about the library: read it as it is, as every pass
-    // drops what it has no memory for.
-    upnp_log(UPNP_LOG_ERROR, LOG_PLUGIN, kFunction, 0, "iTunes-import: no memory to rewrite %s", run.library_path);
-    format_cut(run.scan_path, kPathBufferSize, "%s", run.library_path);
-  } else if (status != UPNP_OK) {
+  if (status != UPNP_OK) {
+    // Out of memory says nothing about the library, but the passes would
+    // misread it as it is and import part of it: it is refused like a
+    // library that cannot be read.
     refuse_library(run, status == UPNP_INVALID ? kNotComplete : kNotImported, problem);
     return false;
-  } else {
-    run.rewritten = true;
   }
+  run.rewritten = true;
   // The rewrite holds one key or one tag a line with every "<" of its
   // values escaped, as the passes need, even where the entries it was
   // given could not be put in the classic order (a playlist without a
   // name): pass 1 reads it for the audiobooks and names it the file the
   // other passes read.
+  run.checked = FileIdentity{};
   (void)read_audiobook_ids(run);
+  if (run.checked == FileIdentity{}) {
+    refuse_library(run, kNotImported, "its rewrite can not be read");
+    return false;
+  }
   return true;
 }
 

@@ -217,10 +217,16 @@ class Rewriter {
  public:
   Rewriter(XML_Parser parser, Output& copy) : parser_(parser), copy_(copy) {}
 
-  void start(std::string_view name);
-  void end(std::string_view name);
+  // Expat still reports the end of an empty element after a start handler
+  // stopped it; once stopped, nothing more is read.
+  void start(std::string_view name) {
+    if (!stopped_) open_element(name);
+  }
+  void end(std::string_view name) {
+    if (!stopped_) close_element(name);
+  }
   void text(std::string_view data) {
-    if (collecting_) text_.append(data);
+    if (collecting_ && !stopped_) text_.append(data);
   }
 
   // Filled when a callback stopped the parser.
@@ -235,6 +241,8 @@ class Rewriter {
   }
 
  private:
+  void open_element(std::string_view name);
+  void close_element(std::string_view name);
   void fail(const char* what);
   Bytes& sink() { return in_entry_ ? entry_ : line_; }
   void indent() {
@@ -260,6 +268,7 @@ class Rewriter {
   Output& copy_;
   Frame frames_[64] = {};
   size_t depth_ = 0;
+  bool stopped_ = false;
   bool collecting_ = false;
   bool has_key_ = false;
   bool in_entry_ = false;
@@ -281,6 +290,7 @@ void Rewriter::fail(const char* what) {
     format_cut(problem, sizeof problem, "line %lu: %s", static_cast<unsigned long>(XML_GetCurrentLineNumber(parser_)),
                what);
   }
+  stopped_ = true;
   XML_StopParser(parser_, XML_FALSE);
 }
 
@@ -290,7 +300,7 @@ void Rewriter::line_done() {
   line_.size = 0;
 }
 
-void Rewriter::start(std::string_view name) {
+void Rewriter::open_element(std::string_view name) {
   if (collecting_) return fail("markup inside a value");
   if (depth_ == 0) {
     if (name != "plist"sv) return fail("not a property list");
@@ -311,7 +321,7 @@ void Rewriter::start(std::string_view name) {
   text_.size = 0;
 }
 
-void Rewriter::end(std::string_view name) {
+void Rewriter::close_element(std::string_view name) {
   if (name == "plist"sv) {
     --depth_;
     return;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,10 @@ namespace {
 
 using namespace testing_support;
 
-int32_t ImportInProcess(const TempDir& dir) {
-  return testing_support::ImportInProcess(dir, dir.path(), "", dir / "lib.xml").status;
+using Files = std::map<std::string, std::string>;
+
+InProcessRun ImportInProcess(const TempDir& dir) {
+  return testing_support::ImportInProcess(dir, dir.path(), "", dir / "lib.xml");
 }
 
 // Tracks of both kinds in nested folders, merged playlists and an audiobook.
@@ -48,7 +51,7 @@ TEST(Runtime, WholeImportWithTracksAndPlaylistsReturnsEveryTrackedByte) {
   WriteLibrary(dir);
   upnp_runtime_exit();
   upnp_runtime_init();
-  EXPECT_EQ(ImportInProcess(dir), 0);
+  EXPECT_EQ(ImportInProcess(dir).status, 0);
   upnp_runtime_exit();
   EXPECT_EQ(g_memUsed, 0);
   EXPECT_EQ(runtime_prepared, 0);
@@ -64,20 +67,48 @@ TEST(Runtime, WholeImportWithTracksAndPlaylistsReturnsEveryTrackedByte) {
 // A failed resize uncounts the block it leaves with its caller (the
 // allocator's rule), so the count may end below where it was, above it
 // would be a leak; a high start keeps it from going negative.
-// AddressSanitizer's leak check sees the rest.
-TEST(Runtime, OutOfMemoryAnywhereInAnImportLeaksNothing) {
+// AddressSanitizer's leak check sees the rest. Whatever request fails, the
+// run installs the complete outputs or leaves the earlier ones as they
+// were; without 64 KiB blocks the library cannot be checked whole and is
+// refused, not read in part.
+TEST(Runtime, OutOfMemoryAnywhereInAnImportInstallsAllOrNothingAndLeaksNothing) {
   for (const bool crlf : {false, true}) {
     TempDir dir;
     WriteLibrary(dir, crlf);
+    ASSERT_EQ(ImportInProcess(dir).status, 0);
+    const Files complete = DirContents(dir.path());
+    WriteFile(dir / "itunes.import.items", "earlier");
+    const Files earlier = DirContents(dir.path());
+    upnp_mem_set_fail_hook([](uint64_t size) { return size >= 64 * 1024 ? 1 : 0; });
+    const InProcessRun refused = ImportInProcess(dir);
+    upnp_mem_set_fail_hook(nullptr);
+    EXPECT_EQ(refused.status, -1);
+    EXPECT_EQ(refused.error_output, "itunes-import: " + (dir / "lib.xml") + " can not be imported: out of memory\n");
+    EXPECT_EQ(DirContents(dir.path()), earlier);
+    // One block refused at a time (the line reader of a pass, the items
+    // buffer): a pass that cannot read the library ends the run.
+    for (int block = 0; block < 8; ++block) {
+      static int countdown;
+      countdown = block;
+      WriteFile(dir / "itunes.import.items", "earlier");
+      const Files before = DirContents(dir.path());
+      upnp_mem_set_fail_hook([](uint64_t size) { return size >= 64 * 1024 && countdown-- == 0 ? 1 : 0; });
+      const int32_t status = ImportInProcess(dir).status;
+      upnp_mem_set_fail_hook(nullptr);
+      EXPECT_EQ(DirContents(dir.path()), status == 0 ? complete : before) << "block " << block;
+    }
     const int64_t used = g_memUsed;
     g_memUsed += int64_t{1} << 40;
     int64_t run = 0;
     const int64_t failures = ForEachAllocationFailure([&] {
+      const std::string label = "failing from request " + std::to_string(run++) + (crlf ? " (CR LF)" : "");
       const int64_t before = g_memUsed;
+      const Files kept = DirContents(dir.path());
       // A file whose handle cannot be had fails the run, which is fine here.
-      const int32_t status = ImportInProcess(dir);
-      EXPECT_TRUE(status == 0 || status == -1) << status;
-      EXPECT_LE(g_memUsed, before) << "failing from request " << run++ << (crlf ? " (CR LF)" : "");
+      const int32_t status = ImportInProcess(dir).status;
+      EXPECT_TRUE(status == 0 || status == -1) << label << ": " << status;
+      EXPECT_EQ(DirContents(dir.path()), status == 0 ? complete : kept) << label;
+      EXPECT_LE(g_memUsed, before) << label;
     });
     g_memUsed = used;
     EXPECT_GT(failures, 100) << "the run's requests";
@@ -93,7 +124,7 @@ TEST(ImportCorpus, SavedFuzzInputsRunCleanly) {
     TempDir dir;
     WriteFile(dir / "lib.xml", ReadFile(corpus + "/" + name));
     const int64_t before = g_memUsed;
-    const int32_t status = ImportInProcess(dir);
+    const int32_t status = ImportInProcess(dir).status;
     EXPECT_TRUE(status == 0 || status == -1) << name << ": " << status;
     EXPECT_EQ(g_memUsed, before) << name;
   }
