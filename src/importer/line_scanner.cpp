@@ -66,13 +66,13 @@ bool LineScanner::at_end() const {
   return file_ == nullptr || position_ >= size_ || (drained_ && begin_ == end_);
 }
 
-void LineScanner::refill() {
+void LineScanner::refill(size_t wanted) {
   if (begin_ > 0) {
     memmove(block_, block_ + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
   }
-  while (end_ < read_size_ && !drained_) {
+  while (end_ < wanted && !drained_) {
     const ssize_t got = read(file_->fd, block_ + end_, block_size_ - end_);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) {
@@ -83,25 +83,57 @@ void LineScanner::refill() {
   }
 }
 
-LineChunk LineScanner::next() {
-  static char empty[1] = {0};
-  if (block_ == nullptr) return {empty, 0};
-  block_[nul_at_] = saved_;
-  if (end_ - begin_ < read_size_ && !drained_) refill();
-
+inline LineChunk LineScanner::hand_out(size_t kept, size_t raw) {
   char* const line = block_ + begin_;
-  const size_t available = std::min(end_ - begin_, read_size_);
-  const auto* newline = static_cast<const char*>(memchr(line, '\n', available));
-  const size_t raw = newline != nullptr ? static_cast<size_t>(newline - line) + 1 : available;
-  const size_t kept = std::min(raw, keep_limit_);
-
   nul_at_ = begin_ + kept;  // at most end_, and the block has a spare byte behind end_
   saved_ = block_[nul_at_];
   block_[nul_at_] = 0;
   begin_ += raw;
   position_ += static_cast<int64_t>(raw);
-  if (yield_per_line_) sched_yield();
   return {line, kept};
+}
+
+LineChunk LineScanner::next() {
+  static char empty[1] = {0};
+  if (block_ == nullptr) return {empty, 0};
+  block_[nul_at_] = saved_;
+  if (end_ - begin_ < read_size_ && !drained_) refill(read_size_);
+
+  const char* const line = block_ + begin_;
+  const size_t available = std::min(end_ - begin_, read_size_);
+  const auto* newline = static_cast<const char*>(memchr(line, '\n', available));
+  const size_t raw = newline != nullptr ? static_cast<size_t>(newline - line) + 1 : available;
+  const LineChunk chunk = hand_out(std::min(raw, keep_limit_), raw);
+  if (yield_per_line_) sched_yield();
+  return chunk;
+}
+
+// The chunk's bytes are still in the block, from where the line starts: back
+// there, then forward to the newline, reading on into the rest of the block
+// when the line goes past the bytes buffered. The whole line must fit in the
+// block, so a line costs no memory beyond the block already held; a longer
+// one is handed out again as the chunk it was.
+LineChunk LineScanner::extend_to_line(LineChunk chunk) {
+  block_[nul_at_] = saved_;
+  const size_t raw = static_cast<size_t>(block_ + begin_ - chunk.text);
+  begin_ -= raw;
+  position_ -= static_cast<int64_t>(raw);
+  if (block_[begin_ + raw - 1] == '\n') return hand_out(raw, raw);  // whole, or only its newline cut
+
+  const auto newline_from = [&](size_t offset) {
+    return static_cast<const char*>(memchr(block_ + begin_ + offset, '\n', end_ - begin_ - offset));
+  };
+  const char* newline = newline_from(raw);
+  if (newline == nullptr && !drained_ && end_ - begin_ < block_size_) {
+    refill(block_size_);
+    newline = newline_from(raw);
+  }
+  if (newline != nullptr) {
+    const size_t length = static_cast<size_t>(newline - (block_ + begin_)) + 1;
+    return hand_out(length, length);
+  }
+  if (drained_) return hand_out(end_ - begin_, end_ - begin_);  // the last line, without a newline
+  return hand_out(chunk.length, raw);
 }
 
 }  // namespace importer

@@ -18,9 +18,13 @@
 //     C-string reader of the text stops at the first one.
 // At the end of the file next() gives an empty text and the position stays.
 //
+// A pass that needs the whole value of a line it has just been given asks
+// whole_line(): every other line, however long, keeps the pieces above.
+//
 // Not thread-safe; one scanner per pass. The text handed out is writable (the
 // value extraction decodes in place) and stays valid until the next call of
-// next() or close(); it must not be written beyond its terminating NUL.
+// next(), whole_line() or close(); it must not be written beyond its
+// terminating NUL.
 #pragma once
 
 #include <stddef.h>
@@ -42,7 +46,7 @@ enum class LinePass : uint8_t {
 
 struct LineChunk {
   char* text;     // NUL-terminated at text[length]
-  size_t length;  // bytes of the chunk kept, NULs of the file included; <= 1023
+  size_t length;  // bytes of the chunk kept, NULs of the file included; <= 1023 from next()
 };
 
 class LineScanner {
@@ -70,6 +74,17 @@ class LineScanner {
   [[nodiscard]] bool at_end() const;
   // The next line; see the top of this file. Empty when nothing is open.
   LineChunk next();
+  // Right after next(), with the chunk it gave: when that chunk was cut, the
+  // whole line up to and including its newline (or the end of the file),
+  // with the position moved behind it, so that its other pieces are not read
+  // as lines of their own. The line may have moved in the block: use the
+  // chunk returned. A line longer than the block (64 KiB unless a test asks
+  // for less) cannot be held whole and is left as next() cut it. A chunk
+  // shorter than the keep limit was never cut, so the passes pay one
+  // comparison for a line that needs nothing.
+  [[nodiscard]] LineChunk whole_line(LineChunk chunk) {
+    return chunk.length < keep_limit_ ? chunk : extend_to_line(chunk);
+  }
   // Offset in the file of the next line's first byte.
   [[nodiscard]] int64_t position() const { return position_; }
   // The file being read; null when nothing is open.
@@ -77,9 +92,12 @@ class LineScanner {
 
  private:
   bool start(upnp_file* file);
-  // Moves the unread bytes to the front and reads until at least read_size_
+  // Moves the unread bytes to the front and reads until at least `wanted`
   // bytes are buffered or the file has no more.
-  void refill();
+  void refill(size_t wanted);
+  LineChunk extend_to_line(LineChunk chunk);
+  // Ends the line at begin_ + kept with a NUL and moves behind its raw bytes.
+  LineChunk hand_out(size_t kept, size_t raw);
 
   const size_t read_size_;
   const size_t keep_limit_;

@@ -100,6 +100,40 @@ TEST(LineScanner, SameLinesAsGetsAcrossBlockEdges) {
   }
 }
 
+// Lines starting with "W" are asked for whole; a 4 KiB block is the limit.
+TEST(LineScanner, WholeLineAfterACutChunk) {
+  TempDir dir;
+  constexpr size_t kBlock = 4096;
+  const std::string p = std::string(1000, 'a') + "\n", x = "W" + std::string(1022, 'x');
+  const std::string w = "W" + std::string(kBlock - 2, 'w'), cut(1023, 'w');
+  const struct {
+    const char* name;
+    std::string text;
+    std::vector<std::string> lines;
+  } cases[] = {
+      {"as long as the block, past the bytes buffered", p + p + w + "\nb\n", {p, p, w + "\n", "b\n"}},
+      {"only the newline was cut", x + "\nb\n", {x + "\n", "b\n"}},
+      {"the last line, without a newline", p + p + w, {p, p, w}},
+      {"a byte longer than the block: the pieces next() cuts",
+       p + p + w + "-\nb\n",
+       {p, p, "W" + cut.substr(1), cut, cut, cut, "\n", "b\n"}},
+  };
+  for (const auto& c : cases) {
+    const std::string path = dir / "lib.xml";
+    WriteFile(path, c.text);
+    LineScanner scanner(LinePass::kFoldersAndTracks, kBlock);
+    ASSERT_TRUE(scanner.open(path.c_str()));
+    std::vector<std::string> lines;
+    while (!scanner.at_end()) {
+      LineChunk chunk = scanner.next();
+      if (chunk.text[0] == 'W') chunk = scanner.whole_line(chunk);
+      lines.emplace_back(chunk.text, chunk.length);
+    }
+    EXPECT_EQ(lines, c.lines) << c.name;
+    EXPECT_EQ(scanner.position(), static_cast<int64_t>(c.text.size())) << c.name;
+  }
+}
+
 TEST(LineScanner, MissingFileOrShrunkFileEndsThePass) {
   TempDir dir;
   const int64_t used_before = upnp_mem_used();
