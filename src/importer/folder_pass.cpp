@@ -6,6 +6,10 @@
 // read are kept pending until its "Folder" or "Playlist Items" line says
 // what it is. Hidden, smart and podcast playlists drop what is pending: they
 // never name a folder.
+//
+// A Name line is read whole, however long the name: a folder's or
+// playlist's name is part of every full name below it. One longer than the
+// line scanner's block stays in pieces and names nothing, as any cut line.
 #include <string.h>
 
 #include "base/memory.h"
@@ -45,7 +49,8 @@ void read_playlist_folders(ImportRun& run) {
   PendingEntry pending;
   uint32_t playlist_id = 0;  // outlives the texts: it is not reset by a drop
   while (!scanner.at_end()) {
-    char* const line = scanner.next().text;
+    const LineChunk chunk = scanner.next();
+    char* const line = chunk.text;
     const uint32_t found = kFolderMarkers.find_all(line);
     if (holds(found, FolderMarker::kPlaylists)) {
       in_playlists = true;
@@ -56,7 +61,9 @@ void read_playlist_folders(ImportRun& run) {
       case FolderMarker::kVisibleFalse:
       case FolderMarker::kSmartInfo:
       case FolderMarker::kPodcasts: pending.drop(); break;
-      case FolderMarker::kName: pending.name.reset(extract_value(line, "string")); break;
+      case FolderMarker::kName:
+        pending.name.reset(extract_value(scanner.whole_line(chunk).text, "string"));
+        break;
       case FolderMarker::kPlaylistId: playlist_id = extract_integer(line); break;
       case FolderMarker::kPersistentId: pending.persistent_id.reset(extract_value(line, "string")); break;
       case FolderMarker::kParentId: pending.parent_id.reset(extract_value(line, "string")); break;

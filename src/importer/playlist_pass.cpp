@@ -39,7 +39,8 @@ int32_t read_back_location(void* library_fd, uint64_t reference, char* location,
 
 class PlaylistWriter {
  public:
-  PlaylistWriter(ImportRun& run, int library_fd) : run_(run), library_fd_(library_fd) {
+  PlaylistWriter(ImportRun& run, LineScanner& scanner)
+      : run_(run), scanner_(scanner), library_fd_(scanner.file() != nullptr ? scanner.file()->fd : -1) {
     folder_index_build(folder_index_, run.folders);
     upnp_wpl_set_location_reader(read_back_location, &library_fd_);
   }
@@ -51,7 +52,7 @@ class PlaylistWriter {
   PlaylistWriter(const PlaylistWriter&) = delete;
   PlaylistWriter& operator=(const PlaylistWriter&) = delete;
 
-  void read_line(char* line);
+  void read_line();
 
  private:
   // Renders the current playlist into the open WPL file and closes it.
@@ -62,6 +63,7 @@ class PlaylistWriter {
   void append_to_list() const;
 
   ImportRun& run_;
+  LineScanner& scanner_;
   int library_fd_;  // locations are read back from it
   FolderIndex folder_index_;
   // The playlist's name from its Name line; at its first track it becomes
@@ -78,7 +80,9 @@ void copy_value(char* line, char (&buffer)[kPathBufferSize]) {
   format_cut(buffer, sizeof buffer, "%s", value ? value.get() : "");
 }
 
-void PlaylistWriter::read_line(char* line) {
+void PlaylistWriter::read_line() {
+  const LineChunk chunk = scanner_.next();
+  char* line = chunk.text;
   uint32_t found = kPlaylistMarkers.find_all(line);
   constexpr uint32_t kChained = (1u << static_cast<unsigned>(PlaylistMarker::kTrackId)) - 1;
   // Reading a value cuts the line at its closing tag, and "Track ID" is
@@ -90,6 +94,8 @@ void PlaylistWriter::read_line(char* line) {
   switch (static_cast<PlaylistMarker>(kPlaylistMarkers.first(found & kChained))) {
     case PlaylistMarker::kName:
       new_playlist_ = true;
+      // The first chunk decides what the line is; the value may run on.
+      line = scanner_.whole_line(chunk).text;
       read_value(name_);
       break;
     case PlaylistMarker::kPersistentId: read_value(persistent_id_); break;
@@ -182,8 +188,8 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   g_current_playlist = 0;
   {
     // The last playlist's file is written when the writer goes.
-    PlaylistWriter writer(run, scanner.file() != nullptr ? scanner.file()->fd : -1);
-    while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next().text);
+    PlaylistWriter writer(run, scanner);
+    while (!scanner.at_end() && !run_failed(run)) writer.read_line();
   }
   // Every file is written and nothing reads the table again: return its
   // memory now rather than at shut-down.
