@@ -22,6 +22,8 @@
 namespace importer {
 namespace {
 
+static_assert(kFullNameMaxLength >= LineScanner::kDefaultBlockSize, "one name read whole fits a full name");
+
 // The texts of the playlist entry being read; each owned or null.
 struct PendingEntry {
   TrackedPtr<char> name;
