@@ -534,7 +534,8 @@ TEST(Import, LongAndOddPlaylistNamesEachGetTheirFile) {
   const struct {
     std::string parent, name, imported = "";  // imported: when not as written
   } cases[] = {
-      {"", std::string(215, 'a')},  // 224 bytes with " (iTunes)"
+      {"", std::string(215, 'a')},  // 224 bytes with " (iTunes)": the file name holds it whole
+      {"", std::string(224, 'a')},  // the shortest whose file name is cut and hashed
       {"F", b + "1"},
       {"F", b + "2"},
       {"F", times("\xe6\x97\xa5", 75) + std::string(600, 'c')},
