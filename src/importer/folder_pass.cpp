@@ -6,6 +6,10 @@
 // read are kept pending until its "Folder" or "Playlist Items" line says
 // what it is. Hidden, smart and podcast playlists drop what is pending: they
 // never name a folder.
+//
+// A Name line is read whole, however long the name: a folder's or
+// playlist's name is part of every full name below it. One longer than the
+// line scanner's block stays in pieces and names nothing, as any cut line.
 #include <string.h>
 
 #include "base/memory.h"
@@ -17,6 +21,8 @@
 
 namespace importer {
 namespace {
+
+static_assert(kFullNameMaxLength >= LineScanner::kDefaultBlockSize, "one name read whole fits a full name");
 
 // The texts of the playlist entry being read; each owned or null.
 struct PendingEntry {
@@ -57,7 +63,9 @@ void read_playlist_folders(ImportRun& run) {
       case FolderMarker::kVisibleFalse:
       case FolderMarker::kSmartInfo:
       case FolderMarker::kPodcasts: pending.drop(); break;
-      case FolderMarker::kName: pending.name.reset(extract_value(line, "string")); break;
+      case FolderMarker::kName:
+        pending.name.reset(extract_value(scanner.whole_line(chunk).text, "string"));
+        break;
       case FolderMarker::kPlaylistId: playlist_id = extract_integer(line); break;
       case FolderMarker::kPersistentId: pending.persistent_id.reset(extract_value(line, "string")); break;
       case FolderMarker::kParentId: pending.parent_id.reset(extract_value(line, "string")); break;

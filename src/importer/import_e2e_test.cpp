@@ -517,28 +517,38 @@ TEST(Import, EveryLayoutOfOneLibraryGivesTheSameOutputs) {
   }
 }
 
-// Names past the file system's 255 bytes, in bytes and in characters, and
-// names holding line breaks: each playlist gets its own file, whose title and
-// list line keep the whole name.
+// Full names of 224 to 2,000 bytes, past the file system's 255 in bytes and
+// in characters, some through a folder whose own name is longer than the line
+// buffer, and names holding line breaks: each playlist gets its own file,
+// whose title and list line keep the whole name.
 TEST(Import, LongAndOddPlaylistNamesEachGetTheirFile) {
   Import import;
   import.Media("media/a.mp3");
-  std::string japanese;
-  for (int i = 0; i < 75; ++i) japanese += "\xe6\x97\xa5";
-  const std::string folder(100, 'f');
-  const std::vector<std::pair<std::string, std::string>> names = {  // as written, as imported
-      {std::string(224, 'a'), std::string(224, 'a')},
-      {std::string(300, 'b') + "1", std::string(300, 'b') + "1"},
-      {std::string(300, 'b') + "2", std::string(300, 'b') + "2"},
-      {japanese + std::string(600, 'c'), japanese + std::string(600, 'c')},
-      {"line&#10;break&#13;here", "line break here"},
+  const auto times = [](const std::string& text, int n) {
+    std::string out;
+    while (n-- > 0) out += text;
+    return out;
   };
-  std::vector<LibraryPlaylist> playlists = {{folder, "F", "", true, {}, ""}};
+  const std::string f(100, 'f'), g = times("\xe6\x97\xa5", 400), b(300, 'b');
+  const std::map<std::string, std::string> path = {{"", ""}, {"F", f + "/"}, {"G", f + "/" + g + "/"}};
+  const struct {
+    std::string parent, name, imported = "";  // imported: when not as written
+  } cases[] = {
+      {"", std::string(215, 'a')},  // 224 bytes with " (iTunes)": the file name holds it whole
+      {"", std::string(224, 'a')},  // the shortest whose file name is cut and hashed
+      {"F", b + "1"},
+      {"F", b + "2"},
+      {"F", times("\xe6\x97\xa5", 75) + std::string(600, 'c')},
+      {"F", "line&#10;break&#13;here", "line break here"},
+      {"G", std::string(689, 'd')},  // 2,000 bytes
+      {"G", times("\xc3\xa9", 344)},
+  };
+  std::vector<LibraryPlaylist> playlists = {{f, "F", "", true, {}, ""}, {g, "G", "F", true, {}, ""}};
   std::string expected_list;
   std::vector<std::string> expected_titles;
-  for (size_t i = 0; i < names.size(); ++i) {
-    playlists.push_back({names[i].first, "P" + std::to_string(i), "F", false, {1}, ""});
-    expected_titles.push_back(folder + "/" + names[i].second + " (iTunes)");
+  for (const auto& c : cases) {
+    playlists.push_back({c.name, "P" + std::to_string(playlists.size()), c.parent, false, {1}, ""});
+    expected_titles.push_back(path.at(c.parent) + (c.imported.empty() ? c.name : c.imported) + " (iTunes)");
     expected_list += expected_titles.back() + "\r\n";
   }
   import.Library(LibraryXml({{1, "", "file://localhost/media/a.mp3", kFileTrack}}, playlists));

@@ -4,6 +4,7 @@
 #include <string.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <iterator>
 
@@ -26,6 +27,8 @@ constexpr const char* kPictureExtensions[] = {
 static_assert(std::size(kVideoExtensions) == 17);
 static_assert(std::size(kPictureExtensions) == 8);
 constexpr size_t kLongestExtension = 4;
+
+constexpr std::string_view kItunesSuffix = " (iTunes)";
 
 // Characters that become '_' in a file-name base.
 constexpr std::string_view kUnsafeFileNameChars = " \\/+:*<>|@$\"'&?~";
@@ -83,9 +86,12 @@ class VisitedSet {
   const FolderList* slots_[kSize] = {};
 };
 
-template <size_t N>
-void copy_text(char (&buffer)[N], std::string_view text) {
-  snprintf(buffer, N, "%.*s", static_cast<int>(text.size()), text.data());
+// The length of the longest start of `text` of at most `limit` bytes that
+// does not end inside a UTF-8 sequence.
+size_t whole_characters(std::string_view text, size_t limit) {
+  if (text.size() <= limit) return text.size();
+  while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) --limit;
+  return limit;
 }
 
 }  // namespace
@@ -146,12 +152,11 @@ void folder_index_free(FolderIndex& index) {
   index = FolderIndex{nullptr, 0};
 }
 
-void build_full_name(const FolderList* folders, std::string_view persistent_id,
-                     char (&name)[kPathBufferSize], const FolderIndex* index) {
+TrackedPtr<char> build_full_name(const FolderList* folders, std::string_view persistent_id,
+                                 const FolderIndex* index) {
   // The names from the playlist up to the top folder; joined top first, a
-  // "/" behind every name that has a non-empty name below it. Cutting the
-  // whole at the buffer is what cutting each join was.
-  const char* names[kMaxFolderDepth];
+  // "/" behind every name that has a non-empty name below it.
+  std::string_view names[kMaxFolderDepth];
   size_t count = 0;
   VisitedSet visited;
   std::string_view id = persistent_id;
@@ -162,23 +167,26 @@ void build_full_name(const FolderList* folders, std::string_view persistent_id,
     if (node->parent_id == nullptr || id == node->parent_id) break;
     id = node->parent_id;
   }
-  size_t below = 0;  // names[0, below) holds a non-empty name when below > 0
-  while (below < count && names[below][0] == '\0') ++below;
+  size_t below = 0;  // names[0, below) are empty
+  while (below < count && names[below].empty()) ++below;
+  if (below == count) return nullptr;
+  size_t joined = 0;
+  for (size_t i = 0; i < count; ++i) joined += names[i].size() + (i > below ? 1 : 0);
+  // One byte past the limit tells whether the cut falls inside a character.
+  joined = std::min(joined, kFullNameMaxLength + 1);
+  TrackedPtr<char> name(static_cast<char*>(upnp_malloc(joined + kItunesSuffix.size() + 1)));
+  if (name == nullptr) return nullptr;
   size_t length = 0;
-  for (size_t i = count; i-- > 0 && length < kPathBufferSize - 1;) {
-    const size_t room = kPathBufferSize - 1 - length;
-    const size_t piece = strnlen(names[i], room);
-    memcpy(name + length, names[i], piece);
+  for (size_t i = count; i-- > 0 && length < joined;) {
+    const size_t piece = std::min(names[i].size(), joined - length);
+    memcpy(name.get() + length, names[i].data(), piece);
     length += piece;
-    if (i > below && length < kPathBufferSize - 1) name[length++] = '/';
+    if (i > below && length < joined) name.get()[length++] = '/';
   }
-  name[length] = '\0';
-}
-
-void append_itunes_suffix(char (&name)[kPathBufferSize]) {
-  const size_t length = strnlen(name, sizeof name);
-  if (length >= sizeof name) return;
-  snprintf(name + length, sizeof name - length, "%s", " (iTunes)");
+  length = whole_characters({name.get(), length}, kFullNameMaxLength);
+  memcpy(name.get() + length, kItunesSuffix.data(), kItunesSuffix.size());
+  name.get()[length + kItunesSuffix.size()] = '\0';
+  return name;
 }
 
 void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize]) {
@@ -186,9 +194,7 @@ void wpl_file_base(std::string_view name, char kind, char (&base)[kWplBaseSize])
   uint32_t hash = 2166136261u;  // FNV-1a of the whole name
   if (kept + kKindSuffixSize > kWplBaseMaxLength) {
     for (unsigned char c : name) hash = (hash ^ c) * 16777619u;
-    kept = kWplBaseMaxLength - kKindSuffixSize - kNameHashSize;
-    // Never inside a UTF-8 sequence: back off over continuation bytes.
-    while (kept > 0 && (static_cast<unsigned char>(name[kept]) & 0xC0) == 0x80) --kept;
+    kept = whole_characters(name, kWplBaseMaxLength - kKindSuffixSize - kNameHashSize);
   }
   int length;
   if (kept == name.size()) {

@@ -1,7 +1,8 @@
 // Names of the playlist files the importer writes: the media kind letter of
 // a track location, the playlist's full name through its folder chain, and
-// the file-name base and paths built from them. Pure functions over texts
-// and fixed buffers; nothing here touches a file or takes a lock.
+// the file-name base and paths built from them. Pure functions over texts,
+// fixed buffers and tracked blocks; nothing here touches a file or takes a
+// lock.
 #pragma once
 
 #include <stddef.h>
@@ -9,6 +10,7 @@
 
 #include <string_view>
 
+#include "base/memory.h"
 #include "importer/import_run.hpp"
 
 namespace importer {
@@ -18,6 +20,14 @@ constexpr size_t kWplBaseMaxLength = 255 - 16 - 4;
 constexpr size_t kWplBaseSize = kWplBaseMaxLength + 1;
 constexpr size_t kKindSuffixSize = 3;  // "##" and the kind letter
 constexpr size_t kNameHashSize = 9;    // "_" and eight hex digits
+
+// A full name is kept whole up to this many bytes before " (iTunes)". That is
+// more than any one name the passes can read (a Name line must fit the line
+// scanner's 64 KiB block), so only a chain of several very long names is
+// cut. The bound is there because every playlist's title stays in the
+// playlist table until the pass ends and is written twice: unbounded, 256
+// folder levels of 64 KiB names would let a small library cost gigabytes.
+constexpr size_t kFullNameMaxLength = 64 * 1024;
 
 // One playlist or folder seen by the folder pass. Every text is an owned
 // tracked copy or null. New nodes go at the head, so the list is in reverse
@@ -54,14 +64,14 @@ void folder_index_free(FolderIndex& index);
 // characters).
 [[nodiscard]] char media_kind_letter(const char* location);
 
-// The playlist's full name "Folder/Subfolder/Playlist", built by following
-// parent identifiers from `persistent_id` through `folders`; empty when no
-// folder node carries that identifier. Cut at kPathBufferSize - 1 bytes.
-void build_full_name(const FolderList* folders, std::string_view persistent_id,
-                     char (&name)[kPathBufferSize], const FolderIndex* index = nullptr);
-
-// Appends " (iTunes)" to the name, cut to the buffer.
-void append_itunes_suffix(char (&name)[kPathBufferSize]);
+// The playlist's full name "Folder/Subfolder/Playlist (iTunes)", built by
+// following parent identifiers from `persistent_id` through `folders`, in a
+// tracked block of its own size. Before " (iTunes)" it is cut at a character
+// boundary at kFullNameMaxLength bytes. Null when the chain holds no
+// non-empty name (no folder node carries the identifier, say): such a
+// playlist makes no file. Null as well when out of memory.
+[[nodiscard]] TrackedPtr<char> build_full_name(const FolderList* folders, std::string_view persistent_id,
+                                               const FolderIndex* index = nullptr);
 
 // "%s##%c" of the name and the kind letter with every character that a file
 // system or the server's URLs would trip over, and every control character,

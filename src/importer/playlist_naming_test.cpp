@@ -1,10 +1,8 @@
 #include "importer/playlist_naming.hpp"
 
 #include <gtest/gtest.h>
-#include <stdio.h>
 
 #include <string>
-
 
 namespace importer {
 namespace {
@@ -72,15 +70,6 @@ TEST(PlaylistNaming, LongFileBaseIsCutWholeCharactersAndHashed) {
   }
 }
 
-// " (iTunes)" is added while the name is shorter than its buffer, and cut.
-TEST(PlaylistNaming, ItunesSuffixIsCutToTheBuffer) {
-  char name[kPathBufferSize];
-  const std::string long_name(1020, 'n');
-  snprintf(name, sizeof name, "%s", long_name.c_str());
-  append_itunes_suffix(name);
-  EXPECT_EQ(std::string(name), long_name + " (i");
-}
-
 // Builds a folder list from rows given in file order (the list reverses it).
 struct Folder {
   const char* id;
@@ -94,17 +83,17 @@ class FolderChain {
     for (const Folder& row : rows) folder_list_push(head_, row.id, row.parent, row.name, playlist_id++);
   }
   ~FolderChain() { folder_list_free(head_); }
-  // The name as the list walk gives it; the index must give the same.
+  // The name as the list walk gives it, empty for none; the index must give
+  // the same.
   std::string full_name(const char* id) const {
-    char name[kPathBufferSize];
-    build_full_name(head_, id, name);
+    const auto text = [](const TrackedPtr<char>& name) { return std::string(name ? name.get() : ""); };
     FolderIndex index;
     folder_index_build(index, head_);
-    char indexed[kPathBufferSize];
-    build_full_name(head_, id, indexed, &index);
+    const std::string walked = text(build_full_name(head_, id));
+    const std::string indexed = text(build_full_name(head_, id, &index));
     folder_index_free(index);
-    EXPECT_STREQ(indexed, name) << id;
-    return name;
+    EXPECT_EQ(indexed, walked) << id;
+    return walked;
   }
 
  private:
@@ -134,20 +123,27 @@ TEST(PlaylistNaming, FullNameThroughNestedFolders) {
     const char* id;
     const char* full_name;
   } cases[] = {
-      {"P1", "Old: 80s/Live/Rock"}, {"P2", "Old: 80s/Pop"}, {"P3", "Top"},
-      {"P4", "Old: 80s/Under"},     {"S1", "Self"},         {"A", "Bob/Ann"},
-      {"B", "Ann/Bob"},             {"P5", "Orphan"},       {"D", "Late"},
-      {"NONE", ""},                 {"", ""},               {"E3", "/Kid"},
+      {"P1", "Old: 80s/Live/Rock (iTunes)"}, {"P2", "Old: 80s/Pop (iTunes)"}, {"P3", "Top (iTunes)"},
+      {"P4", "Old: 80s/Under (iTunes)"},     {"S1", "Self (iTunes)"},         {"A", "Bob/Ann (iTunes)"},
+      {"B", "Ann/Bob (iTunes)"},             {"P5", "Orphan (iTunes)"},       {"D", "Late (iTunes)"},
+      {"NONE", ""},                          {"", ""},                        {"E3", "/Kid (iTunes)"},
+      {"E1", ""},  // no name that is not empty: no file
   };
   for (const auto& c : cases) EXPECT_EQ(folders.full_name(c.id), c.full_name) << c.id;
 }
 
-TEST(PlaylistNaming, FullNameIsCutNotOverrun) {
-  const std::string long_name(700, 'x');
-  const FolderChain folders({{"F", nullptr, long_name.c_str()}, {"P", "F", long_name.c_str()}});
-  const std::string name = folders.full_name("P");
-  EXPECT_EQ(name.size(), kPathBufferSize - 1);
-  EXPECT_EQ(name.substr(0, 701), long_name + "/");
+// Past its limit a full name is cut at a character boundary, and " (iTunes)"
+// still follows.
+TEST(PlaylistNaming, FullNameIsCutWholeCharactersAtItsLimit) {
+  const std::string folder(kFullNameMaxLength - 2, 'x');
+  const struct {
+    const char* name;
+    const char* kept;  // of the name, behind the folder and "/"
+  } cases[] = {{"a", "a"}, {"ab", "a"}, {"\xe6\x97\xa5", ""}};
+  for (const auto& c : cases) {
+    const FolderChain folders({{"F", nullptr, folder.c_str()}, {"P", "F", c.name}});
+    EXPECT_EQ(folders.full_name("P"), folder + "/" + c.kept + " (iTunes)") << c.name;
+  }
 }
 
 }  // namespace

@@ -30,7 +30,6 @@ namespace {
 // into, there is one per process.
 uint32_t g_current_playlist = 0;
 
-constexpr const char kSmartPlaylistName[] = "smartplaylist";
 constexpr const char kListLineEnd[] = "\r\n";
 
 // The playlist table's location reader: `library_fd` points at the
@@ -39,7 +38,8 @@ int32_t read_back_location(void* library_fd, uint64_t reference, char* location,
 
 class PlaylistWriter {
  public:
-  PlaylistWriter(ImportRun& run, int library_fd) : run_(run), library_fd_(library_fd) {
+  PlaylistWriter(ImportRun& run, LineScanner& scanner)
+      : run_(run), scanner_(scanner), library_fd_(scanner.file() != nullptr ? scanner.file()->fd : -1) {
     folder_index_build(folder_index_, run.folders);
     upnp_wpl_set_location_reader(read_back_location, &library_fd_);
   }
@@ -51,55 +51,52 @@ class PlaylistWriter {
   PlaylistWriter(const PlaylistWriter&) = delete;
   PlaylistWriter& operator=(const PlaylistWriter&) = delete;
 
-  void read_line(LineChunk chunk);
+  void read_line();
 
  private:
   // Renders the current playlist into the open WPL file and closes it.
   void close_wpl();
   void add_track(uint64_t location_ref);
-  void start_file(char kind);
+  void start_file(char* name, char kind);
   // A failed creation or write is noted in the run and ends it.
-  void append_to_list() const;
+  void append_to_list(const char* name) const;
 
   ImportRun& run_;
+  LineScanner& scanner_;
   int library_fd_;  // locations are read back from it
   FolderIndex folder_index_;
-  // The playlist's name from its Name line; at its first track it becomes
-  // the full name the file is made for.
-  char name_[kPathBufferSize] = {};
-  char persistent_id_[kPathBufferSize] = {};
+  TrackedPtr<char> persistent_id_;  // null when none was read
+  // A smart playlist or one of the library's own lists: its lines are
+  // skipped up to the next Name line.
+  bool skipped_ = false;
   bool new_playlist_ = false;
   upnp_file* wpl_ = nullptr;
 };
 
-// Copies the line's "string" value into the buffer; empty when there is none.
-void copy_value(char* line, char (&buffer)[kPathBufferSize]) {
-  TrackedPtr<char> value(extract_value(line, "string"));
-  format_cut(buffer, sizeof buffer, "%s", value ? value.get() : "");
-}
-
-void PlaylistWriter::read_line(LineChunk chunk) {
-  char* const line = chunk.text;
+void PlaylistWriter::read_line() {
+  const LineChunk chunk = scanner_.next();
+  char* line = chunk.text;
   // A classic line holds one key: a line whose value is read holds no
   // "Track ID" besides.
   const uint32_t found = kPlaylistMarkers.find_all(split_classic_line(chunk.text, chunk.length));
   constexpr uint32_t kChained = (1u << static_cast<unsigned>(PlaylistMarker::kTrackId)) - 1;
-  const auto read_value = [&](char (&buffer)[kPathBufferSize]) { copy_value(line, buffer); };
+  const auto read_value = [&] { return TrackedPtr<char>(extract_value(line, "string")); };
   switch (static_cast<PlaylistMarker>(kPlaylistMarkers.first(found & kChained))) {
-    case PlaylistMarker::kName:
+    case PlaylistMarker::kName: {
       new_playlist_ = true;
-      read_value(name_);
+      // The first chunk decides what the line is; the value may run on.
+      line = scanner_.whole_line(chunk).text;
+      const TrackedPtr<char> name = read_value();
+      skipped_ = is_ignored_playlist_name(name ? name.get() : "");
       break;
-    case PlaylistMarker::kPersistentId: read_value(persistent_id_); break;
+    }
+    case PlaylistMarker::kPersistentId: persistent_id_ = read_value(); break;
     case PlaylistMarker::kVideos: return;
     case PlaylistMarker::kDistinguishedKind:
-    case PlaylistMarker::kSmartInfo: format_cut(name_, sizeof name_, "%s", kSmartPlaylistName); break;
+    case PlaylistMarker::kSmartInfo: skipped_ = true; break;
     default: break;
   }
-  // Smart playlists and the library's own lists are skipped up to the next
-  // Name line.
-  if (is_ignored_playlist_name(name_)) return;
-  if (!holds(found, PlaylistMarker::kTrackId)) return;
+  if (skipped_ || !holds(found, PlaylistMarker::kTrackId)) return;
   const TrackEntry* track = track_list_find(run_.tracks, extract_integer(line));
   if (track == nullptr || track->location == kNoLocation) return;
   add_track(track->location);
@@ -121,41 +118,44 @@ void PlaylistWriter::add_track(uint64_t location_ref) {
     char location[TrackState::kTextSize];
     if (!read_track_location(library_fd_, location_ref, location)) return;
     const char kind = media_kind_letter(location);
-    build_full_name(run_.folders, persistent_id_, name_, &folder_index_);
+    const TrackedPtr<char> name =
+        build_full_name(run_.folders, persistent_id_ ? persistent_id_.get() : "", &folder_index_);
     close_wpl();
-    // A playlist that the folder pass did not record makes no file: its
-    // tracks go to the previous playlist, whose file is already written.
-    if (name_[0] != '\0') start_file(kind);
+    // A playlist that the folder pass did not record (or whose name finds
+    // no memory) makes no file: its tracks go to the previous playlist,
+    // whose file is already written.
+    if (name != nullptr) start_file(name.get(), kind);
     new_playlist_ = false;
   }
   // A failure (unknown playlist, out of memory) drops the entry.
   (void)upnp_wpl_add_entry_ref(g_current_playlist, location_ref);
 }
 
-void PlaylistWriter::start_file(char kind) {
-  append_itunes_suffix(name_);
-  blank_control_characters(name_);
+// The name is the whole title, " (iTunes)" included: the file, its title and
+// its line in the list are all made from it.
+void PlaylistWriter::start_file(char* name, char kind) {
+  blank_control_characters(name);
   char base[kWplBaseSize];
   char path[kPathBufferSize];
-  wpl_file_base(name_, kind, base);
+  wpl_file_base(name, kind, base);
   wpl_file_path(run_.work_dir, base, path);
   upnp_file_unlink(path);
-  append_to_list();
+  append_to_list(name);
   ++run_.playlists_written;
   wpl_ = upnp_file_create_new(path);
   if (wpl_ == nullptr) note_failure(run_, errno, "create %s", path);
   const uint32_t type = kind == 'V' ? UPNP_WPL_TYPE_VIDEO : UPNP_WPL_TYPE_MUSIC;
   // On failure the identifier is 0: the entries and the file's text are lost.
-  (void)upnp_wpl_create(name_, type, UPNP_WPL_SOURCE_ITUNES, nullptr, nullptr, &g_current_playlist);
+  (void)upnp_wpl_create(name, type, UPNP_WPL_SOURCE_ITUNES, nullptr, nullptr, &g_current_playlist);
 }
 
 // One line per file made, the full name as it stands (not sanitised), in
 // the library's order; a merged playlist is listed once per occurrence.
-void PlaylistWriter::append_to_list() const {
+void PlaylistWriter::append_to_list(const char* name) const {
   char path[kPathBufferSize];
   playlist_list_path(run_.work_dir, path);
   upnp_file* list = upnp_file_open_append_nofollow(path);
-  const bool ok = list != nullptr && upnp_file_write_all(list, name_, strlen(name_)) == 0 &&
+  const bool ok = list != nullptr && upnp_file_write_all(list, name, strlen(name)) == 0 &&
                   upnp_file_write_all(list, kListLineEnd, sizeof kListLineEnd - 1) == 0;
   const int error = errno;
   if (upnp_file_close(list) != 0 || !ok) note_failure(run_, ok ? errno : error, "write %s", path);
@@ -180,8 +180,8 @@ void write_playlists(ImportRun& run, LineScanner& scanner) {
   g_current_playlist = 0;
   {
     // The last playlist's file is written when the writer goes.
-    PlaylistWriter writer(run, scanner.file() != nullptr ? scanner.file()->fd : -1);
-    while (!scanner.at_end() && !run_failed(run)) writer.read_line(scanner.next());
+    PlaylistWriter writer(run, scanner);
+    while (!scanner.at_end() && !run_failed(run)) writer.read_line();
   }
   // Every file is written and nothing reads the table again: return its
   // memory now rather than at shut-down.

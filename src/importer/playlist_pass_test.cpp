@@ -57,6 +57,10 @@ TEST(FolderPass, RecordsFoldersAndFindablePlaylists) {
        "<key>Name</key><string>Kept</string>\n<key>Playlist Persistent ID</key><string>K</string>\n"
        "<key>Playlist Items</key>\n",
        "Kept|K|-|9\n"},
+      {"a Name line longer than the line scanner's block names nothing",
+       "<key>Name</key><string>" + std::string(70000, 'n') +
+           "</string>\n<key>Playlist Persistent ID</key><string>P</string>\n<key>Folder</key><true/>\n",
+       "-|P|-|0\n"},
       {"a repeated playlists key is skipped, not read as a name",
        "<key>Playlists</key><key>Name</key><string>X</string>\n<key>Folder</key><true/>\n", ""},
   };
