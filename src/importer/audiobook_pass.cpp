@@ -18,6 +18,7 @@ bool read_audiobook_ids(ImportRun& run) {
   LineScanner scanner(LinePass::kAudiobooks);
   if (!scanner.open(run.scan_path)) return false;
   run.checked = scanner.identity();
+  run.playlists_line = -1;
   ClassicLayoutCheck layout;
   // The marker line, then the playlist's items array (a playlist that ends
   // first has none), then its Track ID lines up to "</array>".
@@ -27,13 +28,15 @@ bool read_audiobook_ids(ImportRun& run) {
     // send a classic library to the rewrite. Audiobook ids are read from
     // what one read holds, as always: a classic line longer than that ends
     // its value beyond it.
+    const int64_t line_start = scanner.position();
     LineChunk chunk = scanner.next();
     const bool in_one_read = chunk.length < LineScanner::kLineBufferSize - 1 || chunk.text[chunk.length - 1] == '\n';
     chunk = scanner.whole_line(chunk);
     layout.feed(chunk.text, chunk.length);
-    if (step == Step::kDone) continue;  // the layout check reads on
+    if (step == Step::kDone && run.playlists_line >= 0) continue;  // the layout check reads on
     char* const line = chunk.text;
     const uint32_t found = kAudiobookMarkers.find_all(split_classic_line(chunk.text, chunk.length));
+    if (run.playlists_line < 0 && holds(found, AudiobookMarker::kPlaylists)) run.playlists_line = line_start;
     switch (step) {
       case Step::kMarker:
         if (holds(found, AudiobookMarker::kAudiobooks)) step = Step::kArray;

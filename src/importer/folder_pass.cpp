@@ -51,7 +51,11 @@ void read_playlist_folders(ImportRun& run) {
   PendingEntry pending;
   uint32_t playlist_id = 0;  // outlives the texts: it is not reset by a drop
   while (!scanner.at_end()) {
+    // Pass 1 found where the playlists start in this very file: the lines
+    // before hold no marker of this pass and are read without a look.
+    const int64_t line_start = scanner.position();
     const LineChunk chunk = scanner.next();
+    if (run.playlists_line < 0 || line_start < run.playlists_line) continue;
     char* const line = chunk.text;
     const uint32_t found = kFolderMarkers.find_all(split_classic_line(chunk.text, chunk.length));
     if (holds(found, FolderMarker::kPlaylists)) {

@@ -30,6 +30,9 @@ struct ImportRun {
   // lines by their heads, which only that layout allows: they read this
   // very file or nothing.
   FileIdentity checked;
+  // Offset in it of the first line holding "<key>Playlists</key>", -1 for
+  // none: the folder pass looks at nothing before it.
+  int64_t playlists_line;
   char database_dir[kPathBufferSize];
   char playlist_dir[kPathBufferSize];
   char work_dir[kPathBufferSize];

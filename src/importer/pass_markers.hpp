@@ -9,14 +9,15 @@
 namespace importer {
 
 // Pass 1: the Audiobooks playlist's marker, then its items array and the
-// Track ID lines in it.
-enum class AudiobookMarker : uint8_t { kAudiobooks, kArray, kDictEnd, kTrackId, kArrayEnd };
-inline constexpr MarkerSet<5> kAudiobookMarkers({
+// Track ID lines in it; and where the folder pass is to start.
+enum class AudiobookMarker : uint8_t { kAudiobooks, kArray, kDictEnd, kTrackId, kArrayEnd, kPlaylists };
+inline constexpr MarkerSet<6> kAudiobookMarkers({
     "<key>Audiobooks</key><true/>",
     "<array>",
     "</dict>",
     "<key>Track ID</key>",
     "</array>",
+    "<key>Playlists</key>",
 });
 
 // Pass 3 between track entries.
