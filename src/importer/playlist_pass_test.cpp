@@ -14,6 +14,7 @@ namespace importer {
 namespace {
 
 using testing_support::TempDir;
+using testing_support::ReadFile;
 using testing_support::WriteFile;
 
 // The nodes the folder pass records, newest first.
@@ -70,6 +71,23 @@ TEST(FolderPass, RecordsFoldersAndFindablePlaylists) {
     EXPECT_EQ(RecordedFolders(dir, "lib.xml"), c.expected) << c.name;
   }
   EXPECT_EQ(RecordedFolders(dir, "missing.xml"), "");
+}
+
+// The passes after the first read the file the first one checked, or
+// nothing: a library saved anew in between ends the run.
+TEST(FolderPass, ReadsOnlyTheLibraryPassOneChecked) {
+  TempDir dir;
+  const std::string library = dir / "lib.xml";
+  WriteFile(library, "<dict>\n<key>Playlists</key>\n<array>\n<key>Name</key><string>N</string>\n</array>\n</dict>\n");
+  ImportRun run{};
+  snprintf(run.scan_path, sizeof run.scan_path, "%s", library.c_str());
+  snprintf(run.library_path, sizeof run.library_path, "%s", library.c_str());
+  (void)read_audiobook_ids(run);
+  WriteFile(dir / "new.xml", ReadFile(library));
+  ASSERT_EQ(rename((dir / "new.xml").c_str(), library.c_str()), 0);
+  read_playlist_folders(run);
+  EXPECT_EQ(std::string(run.failure), "iTunes-import: can not read " + library + ": it changed while it was being imported");
+  EXPECT_EQ(run.folders, nullptr);
 }
 
 }  // namespace
