@@ -32,22 +32,39 @@ namespace {
 constexpr char kSeparator = '/';
 constexpr size_t kCopyBufferSize = 64 * 1024;
 
+// What one output needs beyond the run's directories: a library with
+// 100,000 playlists has as many outputs, so each path is made when it is
+// needed rather than kept.
 struct Output {
-  char source[kPathBufferSize];  // in the work directory
-  char staged[kPathBufferSize];  // beside the target, complete; empty when not there
-  char kept[kPathBufferSize];    // link to the old target; empty when there was none
-  char target[kPathBufferSize];
-  bool copied;  // staged by copying: the work directory is on another filesystem
+  char* name;               // in the work directory; tracked
+  const char* target_dir;   // the run's database or playlist directory
+  const char* target_name;  // in it
+  unsigned staged;  // install number of the complete copy beside the target; 0 when not there
+  unsigned kept;    // install number of the link to the old target; 0 when there was none
+  bool copied;      // staged by copying: the work directory is on another filesystem
   bool installed;
 };
 
+void source_path(const ImportRun& run, const Output& output, char (&path)[kPathBufferSize]) {
+  format_cut(path, sizeof path, "%s%c%s", run.work_dir, kSeparator, output.name);
+}
+void target_path(const Output& output, char (&path)[kPathBufferSize]) {
+  format_cut(path, sizeof path, "%s%c%s", output.target_dir, kSeparator, output.target_name);
+}
+void install_path(const Output& output, unsigned number, char (&path)[kPathBufferSize]) {
+  install_name(output.target_dir, number, path, sizeof path);
+}
+
 class OutputList {
  public:
-  ~OutputList() { upnp_free(outputs_); }
+  ~OutputList() {
+    for (Output& output : *this) upnp_free(output.name);
+    upnp_free(outputs_);
+  }
   // A zeroed entry, or null when out of memory.
   Output* add() {
     if (count_ == capacity_) {
-      const size_t capacity = capacity_ == 0 ? 8 : capacity_ * 2;
+      const size_t capacity = capacity_ == 0 ? 8 : capacity_ + capacity_ / 2;
       auto* grown = static_cast<Output*>(upnp_realloc(outputs_, capacity * sizeof(Output)));
       if (grown == nullptr) return nullptr;
       outputs_ = grown;
@@ -131,17 +148,23 @@ bool move_file(ImportRun& run, const char* source, const char* target, bool sync
 // Step 1 for one output, synced already: beside its target, the old target
 // kept under a second name.
 bool stage(ImportRun& run, Output& output) {
+  char source[kPathBufferSize];
+  char target[kPathBufferSize];
   char staged[kPathBufferSize];
-  install_name_beside(output.target, staged, sizeof staged);
-  if (!move_file(run, output.source, staged, false, &output.copied)) return false;
-  format_cut(output.staged, sizeof output.staged, "%s", staged);
+  source_path(run, output, source);
+  target_path(output, target);
+  const unsigned staged_number = next_install_number();
+  install_path(output, staged_number, staged);
+  if (!move_file(run, source, staged, false, &output.copied)) return false;
+  output.staged = staged_number;
   struct stat info;
-  if (lstat(output.target, &info) != 0) return true;
+  if (lstat(target, &info) != 0) return true;
   char kept[kPathBufferSize];
-  install_name_beside(output.target, kept, sizeof kept);
+  const unsigned kept_number = next_install_number();
+  install_path(output, kept_number, kept);
   // A filesystem without hard links gets a copy.
-  if (upnp_file_link(output.target, kept) != 0 && !copy_file(run, output.target, kept, false)) return false;
-  format_cut(output.kept, sizeof output.kept, "%s", kept);
+  if (upnp_file_link(target, kept) != 0 && !copy_file(run, target, kept, false)) return false;
+  output.kept = kept_number;
   return true;
 }
 
@@ -176,10 +199,14 @@ bool sync_directories(ImportRun& run) { return sync_targets(run, upnp_file_sync_
 void roll_back(OutputList& outputs) {
   for (Output& output : outputs) {
     if (!output.installed) continue;
-    if (output.kept[0] != '\0') {
-      if (upnp_file_rename(output.kept, output.target) == 0) output.kept[0] = '\0';
+    char target[kPathBufferSize];
+    target_path(output, target);
+    if (output.kept != 0) {
+      char kept[kPathBufferSize];
+      install_path(output, output.kept, kept);
+      if (upnp_file_rename(kept, target) == 0) output.kept = 0;
     } else {
-      upnp_file_unlink(output.target);
+      upnp_file_unlink(target);
     }
   }
 }
@@ -200,12 +227,16 @@ bool install(ImportRun& run, OutputList& outputs) {
   if (any_copied && !sync_filesystems(run)) return false;
   for (Output& output : outputs) {
     pause_for_tests();
+    char staged[kPathBufferSize];
+    char target[kPathBufferSize];
+    install_path(output, output.staged, staged);
+    target_path(output, target);
     bool copied;
-    if (!move_file(run, output.staged, output.target, true, &copied)) {
+    if (!move_file(run, staged, target, true, &copied)) {
       roll_back(outputs);
       return false;
     }
-    output.staged[0] = '\0';
+    output.staged = 0;
     output.installed = true;
   }
   if (!sync_directories(run)) {
@@ -215,14 +246,18 @@ bool install(ImportRun& run, OutputList& outputs) {
   return true;
 }
 
-bool add_output(ImportRun& run, OutputList& outputs, const char* source, const char* target_dir, const char* name) {
-  Output* output = outputs.add();
+// The output `name` of the work directory, to be installed as target_name
+// (the same name when null) in target_dir.
+bool add_output(ImportRun& run, OutputList& outputs, const char* name, const char* target_dir,
+                const char* target_name) {
+  char* copy = upnp_strdup(name);
+  Output* output = copy != nullptr ? outputs.add() : nullptr;
   if (output == nullptr) {
+    upnp_free(copy);
     note_failure(run, ENOMEM, "list the outputs");
     return false;
   }
-  format_cut(output->source, sizeof output->source, "%s", source);
-  format_cut(output->target, sizeof output->target, "%s%c%s", target_dir, kSeparator, name);
+  *output = Output{copy, target_dir, target_name != nullptr ? target_name : copy, 0, 0, false, false};
   return true;
 }
 
@@ -232,7 +267,7 @@ bool add_entries_containing(ImportRun& run, OutputList& outputs, const char* mar
   upnp_file_find* find = upnp_file_find_first_file(run.work_dir);
   for (; find != nullptr; find = upnp_file_find_next_file(find)) {
     if (find->name == nullptr || strstr(find->name, marker) == nullptr) continue;
-    if (!add_output(run, outputs, find->path ? find->path : "", run.playlist_dir, find->name)) {
+    if (!add_output(run, outputs, find->name, run.playlist_dir, nullptr)) {
       upnp_file_find_close(find);
       return false;
     }
@@ -256,24 +291,42 @@ void remove_stale_library_temporaries(const ImportRun& run) {
 
 }  // namespace
 
-void install_name_beside(const char* target, char* name, size_t size) {
+unsigned next_install_number() {
   static unsigned g_count = 0;
+  return ++g_count;
+}
+
+void install_name(std::string_view dir, unsigned number, char* name, size_t size) {
+  // One time for the whole run, so that a name can be made again from its
+  // number.
+  static const long long g_started = static_cast<long long>(time(nullptr));
+  format_cut(name, size, "%.*s%c%s%ld-%lld-%u", static_cast<int>(dir.size()), dir.data(), kSeparator, kInstallPrefix,
+             static_cast<long>(getpid()), g_started, number);
+}
+
+void install_name_beside(const char* target, char* name, size_t size) {
   const char* slash = strrchr(target, kSeparator);
-  const int dir_length = slash != nullptr ? static_cast<int>(slash - target) + 1 : 0;
-  format_cut(name, size, "%.*s%s%ld-%lld-%u", dir_length, target, kInstallPrefix, static_cast<long>(getpid()),
-             static_cast<long long>(time(nullptr)), ++g_count);
+  const std::string_view dir = slash != nullptr ? std::string_view(target, static_cast<size_t>(slash - target)) : ".";
+  install_name(dir, next_install_number(), name, size);
 }
 
 void move_outputs_into_place(ImportRun& run) {
   OutputList outputs;
-  const bool listed = add_output(run, outputs, run.temp_items_path, run.database_dir, "itunes.import.items") &&
+  const bool listed = add_output(run, outputs, "itunes.import.temp.items", run.database_dir, "itunes.import.items") &&
                       add_entries_containing(run, outputs, ".wpl") && add_entries_containing(run, outputs, ".log");
   const bool installed = listed && install(run, outputs);
   // The new files not installed and the kept old ones go; a kept file that
   // could not be put back stays, under its ".itunes-import-" name.
   for (Output& output : outputs) {
-    if (output.staged[0] != '\0') upnp_file_unlink(output.staged);
-    if (output.kept[0] != '\0' && (installed || !output.installed)) upnp_file_unlink(output.kept);
+    char path[kPathBufferSize];
+    if (output.staged != 0) {
+      install_path(output, output.staged, path);
+      upnp_file_unlink(path);
+    }
+    if (output.kept != 0 && (installed || !output.installed)) {
+      install_path(output, output.kept, path);
+      upnp_file_unlink(path);
+    }
   }
   discard_outputs(run);
   if (installed) remove_stale_library_temporaries(run);
