@@ -41,8 +41,9 @@ bool scalar_element(std::string_view element) {
 // it is kept to a few scans of the line.
 bool classic_scalar(std::string_view text, std::string_view& value) {
   if (text.size() < 7 || text[0] != '<') return false;
-  const size_t open_end = text.find('>');
-  if (open_end == std::string_view::npos) return false;
+  size_t open_end = 1;
+  while (open_end < text.size() && text[open_end] != '>') ++open_end;
+  if (open_end == text.size()) return false;
   const std::string_view element = text.substr(1, open_end - 1);
   if (!scalar_element(element) || text.size() < 2 * open_end + 3) return false;
   const size_t close = text.size() - element.size() - 3;  // at "</T>"
@@ -51,10 +52,11 @@ bool classic_scalar(std::string_view text, std::string_view& value) {
     return false;
   }
   value = text.substr(open_end + 1, close - open_end - 1);
-  if (memchr(value.data(), '<', value.size()) != nullptr) return false;
-  for (size_t amp = value.find('&'); amp != std::string_view::npos; amp = value.find('&', amp + 1)) {
-    size_t i = amp + 1;
-    if (i >= value.size() || value[i] != '#') return false;
+  // One look at each byte: no markup, and "&" only in decimal references.
+  for (size_t i = 0; i < value.size(); ++i) {
+    if (value[i] == '<') return false;
+    if (value[i] != '&') continue;
+    if (++i >= value.size() || value[i] != '#') return false;
     size_t digits = 0;
     while (++i < value.size() && value[i] >= '0' && value[i] <= '9') ++digits;
     if (digits == 0 || i >= value.size() || value[i] != ';') return false;
