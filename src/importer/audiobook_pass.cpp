@@ -32,10 +32,11 @@ bool read_audiobook_ids(ImportRun& run) {
     LineChunk chunk = scanner.next();
     const bool in_one_read = chunk.length < LineScanner::kLineBufferSize - 1 || chunk.text[chunk.length - 1] == '\n';
     chunk = scanner.whole_line(chunk);
-    layout.feed(chunk.text, chunk.length);
+    const ClassicLine split = split_classic_line(chunk.text, chunk.length);
+    layout.feed(chunk.text, chunk.length, split);
     if (step == Step::kDone && run.playlists_line >= 0) continue;  // the layout check reads on
     char* const line = chunk.text;
-    const uint32_t found = kAudiobookMarkers.find_all(split_classic_line(chunk.text, chunk.length));
+    const uint32_t found = kAudiobookMarkers.find_all(split);
     if (run.playlists_line < 0 && holds(found, AudiobookMarker::kPlaylists)) run.playlists_line = line_start;
     switch (step) {
       case Step::kMarker:

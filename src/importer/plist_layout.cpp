@@ -89,7 +89,7 @@ TrackKeyRank track_key_rank(std::string_view key) {
   return TrackKeyRank::kOther;
 }
 
-void ClassicLayoutCheck::feed(const char* text, size_t length) {
+void ClassicLayoutCheck::feed(const char* text, size_t length, const ClassicLine& split) {
   if (!ok_) return;
   if (unterminated_ || length == 0) {
     ok_ = false;
@@ -101,14 +101,14 @@ void ClassicLayoutCheck::feed(const char* text, size_t length) {
   } else {
     unterminated_ = true;  // the last line, or a piece of an overlong one
   }
-  ok_ = line(line_text);
+  ok_ = line(line_text, split);
 }
 
 bool ClassicLayoutCheck::classic_and_complete() const {
   return ok_ && ended_ && depth_ == 0 && seen_tracks_ && !in_data_ && !key_alone_;
 }
 
-bool ClassicLayoutCheck::line(std::string_view text) {
+bool ClassicLayoutCheck::line(std::string_view text, const ClassicLine& split) {
   if (ended_) return false;
   const size_t tabs = text.find_first_not_of('\t');
   if (tabs == std::string_view::npos) return false;
@@ -134,11 +134,9 @@ bool ClassicLayoutCheck::line(std::string_view text) {
     return true;
   }
   if (text.size() < 3 || text[0] != '<') return false;
-  if (text.compare(0, 5, "<key>") == 0) {
-    const size_t end = text.find("</key>"sv, 5);
-    if (end == std::string_view::npos) return false;
-    return key_line(text.substr(5, end - 5), text.substr(end + 6));
-  }
+  if (split.key.data() != nullptr) return key_line(split.key, split.rest);
+  // "<key>" not closed by "</key>" at its name's first "<".
+  if (text.compare(0, 5, "<key>") == 0) return false;
   if (text == "</dict>"sv) return close(true);
   if (text == "</array>"sv) return close(false);
   if (text == "<dict>"sv) return open(true);

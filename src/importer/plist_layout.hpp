@@ -20,6 +20,8 @@
 
 #include <string_view>
 
+#include "importer/classic_line.hpp"
+
 namespace importer {
 
 // Where a key of a playlist entry must stand for the folder pass and the
@@ -37,7 +39,9 @@ class ClassicLayoutCheck {
  public:
   // One whole line of pass 1, with its newline. A line longer than the
   // scanner can hold comes in pieces, which is not the classic layout.
-  void feed(const char* text, size_t length);
+  void feed(const char* text, size_t length) { feed(text, length, split_classic_line(text, length)); }
+  // The same, with the line's split (classic_line.hpp) in hand.
+  void feed(const char* text, size_t length, const ClassicLine& split);
   // True when every line fed was in the classic layout and the file is
   // complete.
   [[nodiscard]] bool classic_and_complete() const;
@@ -48,7 +52,7 @@ class ClassicLayoutCheck {
   enum class Role : uint8_t { kPlist, kRoot, kTracks, kTrack, kPlaylists, kPlaylist, kItems, kOther };
   static constexpr size_t kMaxDepth = 32;
 
-  bool line(std::string_view text);
+  bool line(std::string_view text, const ClassicLine& split);
   bool open(bool is_dict);
   bool close(bool is_dict);
   bool key_line(std::string_view key, std::string_view rest);

@@ -108,7 +108,7 @@ bool is_written(TrackState& track) {
   uint32_t& reason = track.is_protected    ? counts.is_protected
                      : !track.has_location ? counts.no_location
                      : track.protocol == 'h' ? counts.url
-                     : !upnp_file_exists(track.location) ? counts.missing_file
+                     : !track.files.exists(track.location) ? counts.missing_file
                      : ends_with_epub(track.location)    ? counts.book
                                                          : counts.written;
   ++reason;

@@ -11,6 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "importer/file_existence.hpp"
 #include "importer/track_keys.hpp"
 #include "importer/track_lists.hpp"
 #include "records/object.h"
@@ -59,6 +60,7 @@ struct TrackState {
   size_t values_used = 0;  // of `values`, emptied with the record at each track's end
   char values[kValueSpaceSize];
   TrackCounts counts{};  // of the whole pass: begin_track leaves it
+  FileExistence files;   // of the whole pass too
 };
 
 // Reads back the location a track list entry points at, through `fd` (the
