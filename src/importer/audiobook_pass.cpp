@@ -2,8 +2,6 @@
 // playlist, so that pass 3 can mark those tracks as it maps them. The pass
 // reads the whole file and meanwhile checks its layout, so that a library
 // the passes would misread is known before anything is written.
-#include <errno.h>
-
 #include "base/memory.h"
 #include "importer/import_run.hpp"
 #include "importer/line_scanner.hpp"
@@ -62,20 +60,6 @@ bool read_audiobook_ids(ImportRun& run) {
     }
   }
   return layout.classic_and_complete();
-}
-
-bool open_checked_library(ImportRun& run, LineScanner& scanner) {
-  // Pass 1 has just read this file: a pass that cannot read it now would
-  // import part of the library, so the run ends instead.
-  errno = 0;
-  if (!scanner.open(run.scan_path)) {
-    note_failure(run, errno != 0 ? errno : ENOMEM, "read %s", run.scan_path);
-    return false;
-  }
-  if (scanner.identity() == run.checked) return true;
-  scanner.close();
-  note_failure(run, 0, "read %s: it changed while it was being imported", run.library_path);
-  return false;
 }
 
 }  // namespace importer

@@ -38,10 +38,8 @@ struct ClassicLine {
   constexpr std::string_view kOpen = "<key>";
   constexpr std::string_view kClose = "</key>";
   if (line.substr(0, kOpen.size()) != kOpen) return {{}, line};
-  // Keys are a few bytes long: a plain loop beats a library call here.
-  size_t name_end = kOpen.size();
-  while (name_end < line.size() && line[name_end] != '<') ++name_end;
-  if (line.substr(name_end, kClose.size()) != kClose) return {{}, line};
+  const size_t name_end = line.find('<', kOpen.size());
+  if (name_end == std::string_view::npos || line.substr(name_end, kClose.size()) != kClose) return {{}, line};
   return {line.substr(kOpen.size(), name_end - kOpen.size()), line.substr(name_end + kClose.size())};
 }
 

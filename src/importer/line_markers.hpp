@@ -73,10 +73,7 @@ class MarkerSet {
     if (line.key.empty()) return 0;
     for (const uint8_t i : key_buckets_[static_cast<unsigned char>(line.key[0])]) {
       if (i == kEndOfBucket) break;
-      if (same(line.key, names_[i]) && line.rest.size() >= suffixes_[i].size() &&
-          same(line.rest.substr(0, suffixes_[i].size()), suffixes_[i])) {
-        found |= uint32_t{1} << i;
-      }
+      if (line.key == names_[i] && line.rest.substr(0, suffixes_[i].size()) == suffixes_[i]) found |= uint32_t{1} << i;
     }
     return found;
   }
@@ -87,16 +84,6 @@ class MarkerSet {
   }
 
  private:
-  // Names and suffixes are a few bytes long: compared in place rather than
-  // through a library call per candidate.
-  static constexpr bool same(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-      if (a[i] != b[i]) return false;
-    }
-    return true;
-  }
-
   std::array<std::string_view, N> markers_;
   std::array<std::string_view, N> names_{};     // of the key markers
   std::array<std::string_view, N> suffixes_{};  // behind their "</key>"

@@ -101,4 +101,18 @@ bool start_cleanly(ImportRun& run) {
   return make_empty_work_dir(run);
 }
 
+bool open_checked_library(ImportRun& run, LineScanner& scanner) {
+  // Pass 1 has just read this file: a pass that cannot read it now would
+  // import part of the library, so the run ends instead.
+  errno = 0;
+  if (!scanner.open(run.scan_path)) {
+    note_failure(run, errno != 0 ? errno : ENOMEM, "read %s", run.scan_path);
+    return false;
+  }
+  if (scanner.identity() == run.checked) return true;
+  scanner.close();
+  note_failure(run, 0, "read %s: it changed while it was being imported", run.library_path);
+  return false;
+}
+
 }  // namespace importer
